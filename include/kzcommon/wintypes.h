@@ -1,0 +1,152 @@
+// Platform names of the component conventions.
+//
+// On Windows the platform's own headers supply every name. Elsewhere this
+// header declares the same names with the same sizes and signatures, and the
+// kzcommon module implements the functions, so that client code reads the same
+// on both systems. WCHAR is a 16-bit unit everywhere: wchar_t on Windows,
+// char16_t elsewhere; OLESTR("...") makes a literal of it on both.
+#ifndef KZCOMMON_WINTYPES_H_
+#define KZCOMMON_WINTYPES_H_
+
+#include <kzcommon/export.h>
+
+#if defined(_WIN32)
+
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <cguid.h>
+#include <objbase.h>
+#include <oleauto.h>
+#include <windows.h>
+
+#else  // POSIX
+
+#include <cstddef>
+#include <cstdint>
+
+typedef char16_t WCHAR;
+typedef WCHAR OLECHAR;
+typedef OLECHAR* BSTR;
+typedef const WCHAR* LPCWSTR;
+typedef WCHAR* LPWSTR;
+typedef const OLECHAR* LPCOLESTR;
+typedef OLECHAR* LPOLESTR;
+typedef std::int32_t HRESULT;
+typedef std::int32_t LONG;
+typedef std::uint32_t ULONG;
+typedef std::uint32_t DWORD;
+typedef unsigned int UINT;
+typedef int INT;
+typedef int BOOL;
+typedef std::uint8_t BYTE;
+typedef std::uint16_t WORD;
+typedef std::uint16_t USHORT;
+typedef void* LPVOID;
+typedef std::size_t SIZE_T;
+
+#ifndef TRUE
+#define TRUE 1
+#endif
+#ifndef FALSE
+#define FALSE 0
+#endif
+
+#define OLESTR(str) u##str
+
+// The 16-byte identifier: 4 + 2 + 2 + 8 bytes, as on Windows.
+struct GUID {
+  std::uint32_t Data1;
+  std::uint16_t Data2;
+  std::uint16_t Data3;
+  std::uint8_t Data4[8];
+};
+typedef GUID IID;
+typedef GUID CLSID;
+typedef const GUID& REFGUID;
+typedef const IID& REFIID;
+typedef const CLSID& REFCLSID;
+typedef CLSID* LPCLSID;
+
+inline bool operator==(const GUID& a, const GUID& b) {
+  const unsigned char* pa = reinterpret_cast<const unsigned char*>(&a);
+  const unsigned char* pb = reinterpret_cast<const unsigned char*>(&b);
+  for (int i = 0; i < 16; ++i) {
+    if (pa[i] != pb[i]) return false;
+  }
+  return true;
+}
+inline bool operator!=(const GUID& a, const GUID& b) { return !(a == b); }
+inline bool IsEqualGUID(const GUID& a, const GUID& b) { return a == b; }
+
+inline constexpr GUID GUID_NULL = {0, 0, 0, {0, 0, 0, 0, 0, 0, 0, 0}};
+
+// A module handle. HMODULE and HINSTANCE are the same type, as on Windows.
+struct HINSTANCE__;
+typedef HINSTANCE__* HINSTANCE;
+typedef HINSTANCE HMODULE;
+
+#define SUCCEEDED(hr) (static_cast<HRESULT>(hr) >= 0)
+#define FAILED(hr) (static_cast<HRESULT>(hr) < 0)
+#define KZ_HR(x) static_cast<HRESULT>(static_cast<std::uint32_t>(x))
+
+#define S_OK KZ_HR(0x00000000u)
+#define S_FALSE KZ_HR(0x00000001u)
+#define E_NOTIMPL KZ_HR(0x80004001u)
+#define E_NOINTERFACE KZ_HR(0x80004002u)
+#define E_POINTER KZ_HR(0x80004003u)
+#define E_ABORT KZ_HR(0x80004004u)
+#define E_FAIL KZ_HR(0x80004005u)
+#define E_UNEXPECTED KZ_HR(0x8000FFFFu)
+#define E_ACCESSDENIED KZ_HR(0x80070005u)
+#define E_HANDLE KZ_HR(0x80070006u)
+#define E_OUTOFMEMORY KZ_HR(0x8007000Eu)
+#define E_INVALIDARG KZ_HR(0x80070057u)
+#define CO_E_CLASSSTRING KZ_HR(0x800401F3u)
+#define DISP_E_UNKNOWNINTERFACE KZ_HR(0x80020001u)
+#define DISP_E_MEMBERNOTFOUND KZ_HR(0x80020003u)
+#define DISP_E_PARAMNOTFOUND KZ_HR(0x80020004u)
+#define DISP_E_TYPEMISMATCH KZ_HR(0x80020005u)
+#define DISP_E_UNKNOWNNAME KZ_HR(0x80020006u)
+#define DISP_E_BADVARTYPE KZ_HR(0x80020008u)
+#define DISP_E_EXCEPTION KZ_HR(0x80020009u)
+#define DISP_E_OVERFLOW KZ_HR(0x8002000Au)
+#define DISP_E_BADINDEX KZ_HR(0x8002000Bu)
+#define DISP_E_ARRAYISLOCKED KZ_HR(0x8002000Du)
+#define DISP_E_BADPARAMCOUNT KZ_HR(0x8002000Eu)
+#define DISP_E_PARAMNOTOPTIONAL KZ_HR(0x8002000Fu)
+#define STG_E_SHAREVIOLATION KZ_HR(0x80030020u)
+
+extern "C" {
+
+// Module loading (platform/posix/module.cpp).
+KZCOMMON_API HMODULE LoadLibraryW(LPCWSTR name);
+KZCOMMON_API BOOL FreeLibrary(HMODULE module);
+KZCOMMON_API int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer,
+                             int limit);
+
+// COM task allocator (platform/posix/task_memory.cpp).
+KZCOMMON_API LPVOID CoTaskMemAlloc(SIZE_T size);
+KZCOMMON_API LPVOID CoTaskMemRealloc(LPVOID block, SIZE_T size);
+KZCOMMON_API void CoTaskMemFree(LPVOID block);
+
+// BSTR (platform/posix/bstr.cpp).
+KZCOMMON_API BSTR SysAllocString(const OLECHAR* text);
+KZCOMMON_API BSTR SysAllocStringLen(const OLECHAR* text, UINT length);
+KZCOMMON_API INT SysReAllocStringLen(BSTR* bstr, const OLECHAR* text,
+                                     UINT length);
+KZCOMMON_API void SysFreeString(BSTR bstr);
+KZCOMMON_API UINT SysStringLen(BSTR bstr);
+
+// GUID text (platform/posix/guid.cpp).
+KZCOMMON_API int StringFromGUID2(REFGUID guid, LPOLESTR buffer, int size);
+KZCOMMON_API HRESULT CLSIDFromString(LPCOLESTR text, LPCLSID clsid);
+
+}  // extern "C"
+
+#endif  // _WIN32
+
+#endif  // KZCOMMON_WINTYPES_H_

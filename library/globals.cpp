@@ -1,0 +1,40 @@
+// The module's process-wide objects, defined in one translation unit so that
+// the language fixes their order: built top to bottom at load, destroyed in
+// reverse at unload.
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+
+#include "strings/string_block.h"
+
+namespace {
+
+constexpr std::uint32_t kDefaultBlockSize = 64;
+// Above this a block of nothing would cost more than 32 MiB: a value this
+// large is taken for a mistake, like a negative one.
+constexpr long kMaxInitialBlockSize = 16 * 1024 * 1024;
+
+// The decimal number at the start of the value, as atoi reads it (white
+// space, sign, digits; 0 when no number stands there), without atoi's
+// undefined overflow. Negative values and values above kMaxInitialBlockSize
+// fall back to the default.
+std::uint32_t ReadInitialBlockSize() {
+  const char* text = std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE");
+  if (text == nullptr) return kDefaultBlockSize;
+  while (*text == ' ' || (*text >= '\t' && *text <= '\r')) ++text;
+  bool negative = false;
+  if (*text == '+' || *text == '-') negative = *text++ == '-';
+  long value = 0;
+  for (; *text >= '0' && *text <= '9'; ++text) {
+    value = value * 10 + (*text - '0');
+    if (value > kMaxInitialBlockSize) return kDefaultBlockSize;
+  }
+  if (negative && value != 0) return kDefaultBlockSize;
+  return static_cast<std::uint32_t>(value);
+}
+
+}  // namespace
+
+// Last of the initialisers: strings that the ones above build see 0 and get
+// a capacity equal to their length.
+std::uint32_t g_initialBlockSize = ReadInitialBlockSize();

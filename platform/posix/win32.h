@@ -1,0 +1,66 @@
+// The platform operations that kzcommon needs, on POSIX.
+//
+// The public names (types, result codes, module, BSTR, task memory, GUID
+// functions) come from <kzcommon/wintypes.h>. This header adds what only the
+// library uses: the critical section, DisableThreadLibraryCalls, and the
+// run-time's locale operations on 16-bit units, with the contracts of the
+// Windows run-time that they stand for.
+#ifndef KZCOMMON_PLATFORM_POSIX_WIN32_H_
+#define KZCOMMON_PLATFORM_POSIX_WIN32_H_
+
+#include <kzcommon/export.h>
+#include <kzcommon/wintypes.h>
+
+#include <cstdarg>
+#include <cstddef>
+#include <pthread.h>
+
+#define KZ_PLATFORM_API KZCOMMON_API
+
+// A recursive lock, as a Windows critical section is.
+struct CRITICAL_SECTION {
+  pthread_mutex_t mutex;
+};
+KZ_PLATFORM_API void InitializeCriticalSection(CRITICAL_SECTION* section);
+KZ_PLATFORM_API void EnterCriticalSection(CRITICAL_SECTION* section);
+KZ_PLATFORM_API void LeaveCriticalSection(CRITICAL_SECTION* section);
+KZ_PLATFORM_API void DeleteCriticalSection(CRITICAL_SECTION* section);
+
+// Thread notifications do not exist here; the call is kept for symmetry.
+inline BOOL DisableThreadLibraryCalls(HMODULE) { return TRUE; }
+
+namespace platform {
+
+// mbstowcs/wcstombs of the Windows run-time with 16-bit units. In the C
+// locale every byte 0x01-0xFF is the unit of the same value (and only those
+// units convert back); in a UTF-8 locale characters above U+FFFF become
+// surrogate pairs. Text that the locale cannot convert gives (size_t)-1.
+// A null dst only counts. `n` limits the output; no terminator is counted.
+KZ_PLATFORM_API std::size_t mbstowcs(WCHAR* dst, const char* src,
+                                     std::size_t n);
+KZ_PLATFORM_API std::size_t wcstombs(char* dst, const WCHAR* src,
+                                     std::size_t n);
+
+// Case mapping of one 16-bit unit by the current locale: ASCII only in the C
+// locale, the platform's full table of 16-bit units in any other.
+KZ_PLATFORM_API WCHAR towlower(WCHAR c);
+KZ_PLATFORM_API WCHAR towupper(WCHAR c);
+
+// Comparison after folding to lower case by the locale, as the Windows
+// run-time does; _wcsicmp folds 16-bit units.
+KZ_PLATFORM_API int _stricmp(const char* a, const char* b);
+KZ_PLATFORM_API int _wcsicmp(const WCHAR* a, const WCHAR* b);
+
+// The Windows run-time's formatters: at most `limit` characters; the length
+// when the text fits (no terminator when it fills `limit` exactly); negative
+// when it does not fit, or when the format is rejected or an argument cannot
+// be converted. In the 8-bit formatter %s is 8-bit text and %S 16-bit text;
+// in the 16-bit formatter the reverse. `args` is not consumed for the caller.
+KZ_PLATFORM_API int _vsnprintf(char* buffer, std::size_t limit,
+                               const char* format, va_list args);
+KZ_PLATFORM_API int _vsnwprintf(WCHAR* buffer, std::size_t limit,
+                                const WCHAR* format, va_list args);
+
+}  // namespace platform
+
+#endif  // KZCOMMON_PLATFORM_POSIX_WIN32_H_

@@ -1,0 +1,42 @@
+// Helpers shared by the tests: locale facts and wide-text comparison.
+#ifndef KZCOMMON_TESTS_TEST_SUPPORT_H_
+#define KZCOMMON_TESTS_TEST_SUPPORT_H_
+
+#include <gtest/gtest.h>
+#include <kzcommon/kzcommon.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <string>
+
+namespace kztest {
+
+inline bool MultibyteLocale() { return MB_CUR_MAX > 1; }
+
+// Wide text as a std::u16string for readable assertions; "(null)" for null.
+inline std::u16string W(const WCHAR* text) {
+  if (text == nullptr) return u"(null)";
+  std::u16string out;
+  for (; *text != 0; ++text) out.push_back(static_cast<char16_t>(*text));
+  return out;
+}
+inline std::string M(const char* text) {
+  return text == nullptr ? "(null)" : std::string(text);
+}
+
+// Three characters that take more bytes than characters in the multibyte
+// locale: U+65E5 U+672C U+8A9E. UTF-8 takes 9 bytes, code page 932 six.
+struct MultibyteSample {
+  const char* bytes;
+  ULONG byteLength;
+  const WCHAR* wide;
+};
+inline MultibyteSample Sample() {
+  static const WCHAR kWide[] = {0x65E5, 0x672C, 0x8A9E, 0};
+  if (MB_CUR_MAX == 2) return {"\x93\xfa\x96\x7b\x8c\xea", 6, kWide};
+  return {"\xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e", 9, kWide};
+}
+
+}  // namespace kztest
+
+#endif  // KZCOMMON_TESTS_TEST_SUPPORT_H_
