@@ -18,10 +18,13 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
-#include <cguid.h>
-#include <objbase.h>
-#include <oleauto.h>
+// The order matters: each header needs the ones before it.
+// clang-format off
 #include <windows.h>
+#include <ole2.h>
+#include <oleauto.h>
+#include <cguid.h>
+// clang-format on
 
 #else  // POSIX
 

@@ -61,6 +61,12 @@ KZ_PLATFORM_API int _vsnprintf(char* buffer, std::size_t limit,
 KZ_PLATFORM_API int _vsnwprintf(WCHAR* buffer, std::size_t limit,
                                 const WCHAR* format, va_list args);
 
+// The length the formatters would produce with unlimited room, or negative
+// when they would fail for another reason than room: a rejected format or an
+// argument that cannot be converted. As the run-time's _vscprintf.
+KZ_PLATFORM_API int _vscprintf(const char* format, va_list args);
+KZ_PLATFORM_API int _vscwprintf(const WCHAR* format, va_list args);
+
 }  // namespace platform
 
 #endif  // KZCOMMON_PLATFORM_POSIX_WIN32_H_

@@ -37,6 +37,13 @@ inline int _vsnwprintf(WCHAR* buffer, std::size_t limit, const WCHAR* format,
   return ::_vsnwprintf(buffer, limit, format, args);
 }
 
+inline int _vscprintf(const char* format, va_list args) {
+  return ::_vscprintf(format, args);
+}
+inline int _vscwprintf(const WCHAR* format, va_list args) {
+  return ::_vscwprintf(format, args);
+}
+
 }  // namespace platform
 
 #endif  // KZCOMMON_PLATFORM_WINDOWS_CRT_H_

@@ -1,0 +1,139 @@
+// Composition and resource text: the producer writes straight into a new
+// block, which is thrown away for a larger one while the text does not fit.
+#include <climits>
+#include <cstdarg>
+
+#include "platform/platform.h"
+
+#include "strings/string_block.h"
+
+namespace {
+
+// The formatters answer negative both for "no room" and for a format they
+// reject; the counting formatter tells the two apart. Without this stop a
+// rejected format would double the block until memory ran out.
+template <typename Unit, typename Counter>
+bool NeverFits(Counter count, const Unit* format, va_list args,
+               std::uint32_t capacity) {
+  va_list copy;
+  va_copy(copy, args);
+  int needed = count(format, copy);
+  va_end(copy);
+  return needed < 0 || static_cast<std::uint32_t>(needed) <= capacity;
+}
+
+// The formatters take an int-sized limit in practice; a capacity beyond it
+// is offered as INT_MAX, which the text cannot exceed anyway.
+std::size_t Limit(std::uint32_t capacity) {
+  return capacity > INT_MAX ? INT_MAX : capacity;
+}
+
+}  // namespace
+
+void CKZString::Compose(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  VCompose(512, format, args);
+  va_end(args);
+}
+
+void CKZString::Compose(const WCHAR* format, ...) {
+  va_list args;
+  va_start(args, format);
+  VCompose(512, format, args);
+  va_end(args);
+}
+
+void CKZString::VCompose(ULONG size, const char* format, va_list args) {
+  // The former text goes before the formatter reads anything.
+  Release(m_block);
+  for (;;) {
+    CKZStringBlock* block = CKZStringBlock::CreateMbs(nullptr, size);
+    if (block == nullptr) return;
+    std::uint32_t capacity = block->capacity;
+    va_list pass;
+    va_copy(pass, args);
+    int count = capacity == 0
+                    ? -1
+                    : platform::_vsnprintf(block->mbsBuffer, Limit(capacity),
+                                           format, pass);
+    va_end(pass);
+    if (count >= 0) {
+      block->mbsLength = static_cast<std::uint32_t>(count);
+      if (SingleByteLocale()) block->wideLength = block->mbsLength;
+      block->mbsBuffer[count] = 0;
+      m_block = block;
+      return;
+    }
+    FreeBlock(block);
+    if (capacity != 0 &&
+        NeverFits(platform::_vscprintf, format, args, capacity)) {
+      return;  // rejected: the value stays null
+    }
+    size = capacity == 0
+               ? 1
+               : (capacity > kMaxBlockCapacity / 2 ? kMaxBlockCapacity + 1
+                                                   : capacity * 2);
+  }
+}
+
+void CKZString::VCompose(ULONG size, const WCHAR* format, va_list args) {
+  Release(m_block);
+  for (;;) {
+    CKZStringBlock* block = CKZStringBlock::CreateWide(nullptr, size);
+    if (block == nullptr) return;
+    std::uint32_t capacity = block->capacity;
+    va_list pass;
+    va_copy(pass, args);
+    int count = capacity == 0
+                    ? -1
+                    : platform::_vsnwprintf(block->wideBuffer, Limit(capacity),
+                                            format, pass);
+    va_end(pass);
+    if (count >= 0) {
+      block->wideLength = static_cast<std::uint32_t>(count);
+      block->mbsLength = SingleByteLocale() ? block->wideLength : 0;
+      block->wideBuffer[count] = 0;
+      m_block = block;
+      return;
+    }
+    FreeBlock(block);
+    if (capacity != 0 &&
+        NeverFits(platform::_vscwprintf, format, args, capacity)) {
+      return;
+    }
+    size = capacity == 0
+               ? 1
+               : (capacity > kMaxBlockCapacity / 2 ? kMaxBlockCapacity + 1
+                                                   : capacity * 2);
+  }
+}
+
+bool CKZString::LoadStringW(HINSTANCE module, UINT id, UINT size) {
+  Release(m_block);
+  if (size == 0 || size == 0xFFFFFFFFu) size = 64;
+  for (;;) {
+    CKZStringBlock* block = CKZStringBlock::CreateWide(nullptr, size);
+    if (block == nullptr) return true;
+    std::uint32_t capacity = block->capacity;
+    // The platform reads a limit of 0 as a request for a pointer to the
+    // resource itself; it never reaches it from here.
+    int limit = capacity > INT_MAX
+                    ? INT_MAX
+                    : static_cast<int>(capacity == 0 ? 1 : capacity);
+    int count = ::LoadStringW(module, id, block->wideBuffer, limit);
+    if (count < 0) count = 0;
+    if (capacity - static_cast<std::uint32_t>(count) < 2 &&
+        capacity <= kMaxBlockCapacity / 2) {
+      // The text filled the limit and may have been cut: again, larger.
+      FreeBlock(block);
+      size = capacity * 2;
+      continue;
+    }
+    block->wideLength = static_cast<std::uint32_t>(count);
+    block->mbsLength = SingleByteLocale() ? block->wideLength : 0;
+    block->wideBuffer[count] = 0;
+    m_block = block;
+    return true;
+  }
+}
