@@ -252,8 +252,8 @@ ULONG CKZString::Insert(ULONG position, WCHAR unit) {
   return Insert(position, text);
 }
 
-ULONG CKZString::Insert(ULONG position, char byte) {
-  const char text[2] = {byte, 0};
+ULONG CKZString::Insert(ULONG position, char unit) {
+  const char text[2] = {unit, 0};
   return Insert(position, text);
 }
 
