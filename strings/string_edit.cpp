@@ -1,0 +1,189 @@
+// CKZString editing: unsharing, case mapping, truncation, the copying cuts
+// and replacing a unit. Every edit works on the wide form of a block that
+// this value owns alone.
+//
+// One text has a length that its wide form does not reach: a multibyte-only
+// text with zero bytes inside (from the counted constructor) in a single-byte
+// locale. Length() gives its byte length there, while the wide form built
+// from it ends at the first zero byte. Unsharing pads the wide form with zero
+// units up to the length measured before, so the zeros stay part of the text
+// and every position or count taken from Length() lies inside the wide
+// buffer: "ab\0\0\0" truncated left by 3 is two zero units, SetAt(4, 'x')
+// gives "ab\0\0x", and SubString(3) is two zero units.
+#include <kzcommon/kzstring.h>
+
+#include <cstring>
+
+#include "platform/platform.h"
+
+#include "strings/string_block.h"
+
+namespace {
+
+// Fills the wide form with zero units up to `length`; the caller owns the
+// block alone and it holds the wide form only.
+void PadWide(CKZStringBlock* block, std::uint32_t length) {
+  if (block->wideLength >= length) return;
+  block->ReserveWide(length);
+  for (std::uint32_t i = block->wideLength; i <= length; ++i) {
+    block->wideBuffer[i] = 0;
+  }
+  block->wideLength = length;
+  if (SingleByteLocale()) block->mbsLength = length;
+}
+
+void PadMbs(CKZStringBlock* block, std::uint32_t length) {
+  if (block->mbsLength >= length) return;
+  block->ReserveMbs(length);
+  std::memset(block->mbsBuffer + block->mbsLength, 0,
+              static_cast<std::size_t>(length - block->mbsLength) + 1);
+  block->mbsLength = length;
+  if (SingleByteLocale()) block->wideLength = length;
+}
+
+// Sets the length after an edit of the wide form: both fields where the
+// locale makes them one number, else the wide one only.
+void SetWideLength(CKZStringBlock* block, std::uint32_t length) {
+  if (SingleByteLocale()) {
+    block->SetLength(length);
+  } else {
+    block->wideLength = length;
+  }
+}
+
+}  // namespace
+
+void CKZString::UnshareWide() {
+  if (m_block == nullptr) return;
+  // Taken before the wide form exists: see the note at the top.
+  const std::uint32_t length = Length();
+  if (m_block->refCount > 1) {
+    m_block->EnsureWide();
+    // The shared block keeps both forms for its other sharers. CreateWide
+    // pads with zeros where the wide form is shorter than `length`.
+    CKZStringBlock* own =
+        CKZStringBlock::CreateWide(m_block->wideBuffer, length);
+    Release(m_block);
+    m_block = own;  // null if memory ran out: the edit then finds no text
+    return;
+  }
+  m_block->EnsureWide();
+  m_block->DropMbs();
+  PadWide(m_block, length);
+}
+
+void CKZString::UnshareMbs() {
+  if (m_block == nullptr) return;
+  const std::uint32_t length = MbsLength();
+  if (m_block->refCount > 1) {
+    m_block->EnsureMbs();
+    CKZStringBlock* own = CKZStringBlock::CreateMbs(m_block->mbsBuffer, length);
+    Release(m_block);
+    m_block = own;
+    return;
+  }
+  m_block->EnsureMbs();
+  m_block->DropWide();
+  PadMbs(m_block, length);
+}
+
+namespace {
+
+template <typename Map>
+void MapUnits(WCHAR* text, Map map) {
+  // Up to the first zero unit: units behind a zero inside the text stay.
+  for (; *text != 0; ++text) *text = map(*text);
+}
+
+}  // namespace
+
+void CKZString::MakeLowerCase() {
+  if (m_block == nullptr) return;
+  UnshareWide();
+  if (m_block == nullptr) return;
+  MapUnits(m_block->wideBuffer, platform::towlower);
+}
+
+void CKZString::MakeUpperCase() {
+  if (m_block == nullptr) return;
+  UnshareWide();
+  if (m_block == nullptr) return;
+  MapUnits(m_block->wideBuffer, platform::towupper);
+}
+
+void CKZString::TruncateLeft(ULONG count) {
+  if (count == 0 || m_block == nullptr) return;
+  const std::uint32_t length = Length();
+  if (length <= count) {
+    Release(m_block);
+    return;
+  }
+  UnshareWide();
+  if (m_block == nullptr) return;
+  const std::uint32_t rest = length - count;
+  WCHAR* text = m_block->wideBuffer;
+  std::memmove(text, text + count,
+               (static_cast<std::size_t>(rest) + 1) * sizeof(WCHAR));
+  SetWideLength(m_block, rest);
+}
+
+void CKZString::TruncateRight(ULONG count) {
+  if (count == 0 || m_block == nullptr) return;
+  const std::uint32_t length = Length();
+  if (length <= count) {
+    Release(m_block);
+    return;
+  }
+  UnshareWide();
+  if (m_block == nullptr) return;
+  const std::uint32_t rest = length - count;
+  SetWideLength(m_block, rest);
+  m_block->wideBuffer[rest] = 0;
+}
+
+CKZString CKZString::Left(ULONG n) const {
+  if (n == 0) return CKZString();
+  const std::uint32_t length = Length();
+  if (length == 0) return CKZString();
+  if (n >= length) return *this;
+  // The temporary shares this block, so its truncation copies: this text
+  // stays as it is.
+  CKZString part(*this);
+  part.TruncateRight(length - n);
+  return part;
+}
+
+CKZString CKZString::Right(ULONG n) const {
+  if (n == 0) return CKZString();
+  const std::uint32_t length = Length();
+  if (length == 0) return CKZString();
+  if (n >= length) return *this;
+  CKZString part(*this);
+  part.TruncateLeft(length - n);
+  return part;
+}
+
+CKZString CKZString::SubString(ULONG start, ULONG count) const {
+  if (m_block == nullptr) return CKZString();
+  const std::uint32_t length = Length();
+  if (length <= start) return CKZString();
+  std::uint32_t n = count == 0xFFFFFFFFu ? length : count;
+  // Compared as a difference: start + count may not fit 32 bits.
+  if (n >= length - start) n = length - start;
+  if (start == 0 && n >= length) return *this;
+  m_block->EnsureWide();
+  // A start past the wide form (zero bytes that it does not reach) reads
+  // from its terminator; CreateWide then pads the part with zeros.
+  const WCHAR* from =
+      m_block->wideBuffer +
+      (start <= m_block->wideLength ? start : m_block->wideLength);
+  return CKZString(CKZStringBlock::CreateWide(from, n));
+}
+
+bool CKZString::SetAt(ULONG position, WCHAR unit) {
+  if (position >= Length()) return false;
+  UnshareWide();
+  if (m_block == nullptr) return false;
+  m_block->wideBuffer[position] = unit;
+  return true;
+}

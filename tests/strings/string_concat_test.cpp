@@ -1,0 +1,821 @@
+// CKZString concatenation and insertion: encoding choice, sharing outcomes,
+// growth through each buffer's allocator, sources inside the value itself.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "strings/internal/test_access.h"
+#include "strings/string_forms.h"
+#include "test_support.h"
+
+using A = CKZStringTestAccess;
+using kztest::FormsOf;
+using kztest::M;
+using kztest::Make;
+using kztest::W;
+
+namespace {
+
+constexpr kztest::Forms kWide = kztest::kWideOnly;
+constexpr kztest::Forms kMbs = kztest::kMbsOnly;
+constexpr kztest::Forms kBoth = kztest::kBothForms;
+
+bool DefaultBlockSize() {
+  return std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr;
+}
+
+std::u16string U(const char* ascii) {
+  return std::u16string(ascii, ascii + std::strlen(ascii));
+}
+
+}  // namespace
+
+// Faults: the wrong encoding is chosen, the result keeps both forms, or an
+// operand loses a form. In the single-byte locale two multibyte operands
+// join without any conversion; in the multibyte locale taking the lengths
+// builds the wide forms, so the join is always wide.
+TEST(StringEncodingChoice, OperatorPlus) {
+  const bool mb = kztest::MultibyteLocale();
+  struct Row {
+    const char* name;
+    kztest::Forms left, right;
+    int sbResult, sbLeftAfter, sbRightAfter;
+  } rows[] = {
+      {"wide + wide", kWide, kWide, kWide, kWide, kWide},
+      {"mbs + mbs", kMbs, kMbs, kMbs, kMbs, kMbs},
+      {"wide + mbs", kWide, kMbs, kWide, kWide, kBoth},
+      {"mbs + wide", kMbs, kWide, kWide, kBoth, kWide},
+      {"both + mbs", kBoth, kMbs, kMbs, kBoth, kMbs},
+      {"mbs + both", kMbs, kBoth, kMbs, kMbs, kBoth},
+      {"both + wide", kBoth, kWide, kWide, kBoth, kWide},
+      {"both + both", kBoth, kBoth, kWide, kBoth, kBoth},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const CKZString left = Make("ab", row.left);
+    const CKZString right = Make("cd", row.right);
+    const CKZString result = left + right;
+    EXPECT_EQ(mb ? kWide : row.sbResult, FormsOf(result));
+    EXPECT_EQ(mb ? row.left | kWide : row.sbLeftAfter, FormsOf(left));
+    EXPECT_EQ(mb ? row.right | kWide : row.sbRightAfter, FormsOf(right));
+    EXPECT_EQ(1u, A::RefCount(result));
+    EXPECT_EQ(4u, result.Length());
+    EXPECT_EQ(4u, result.MbsLength());
+    EXPECT_EQ("abcd", M(result));
+    EXPECT_EQ(u"abcd", W(result));
+    EXPECT_EQ("ab", M(left));
+    EXPECT_EQ(u"cd", W(right));
+  }
+}
+
+// Faults: as for operator+, on the value extended in place; a form of the
+// value that the append did not extend must be gone, not stale.
+TEST(StringEncodingChoice, AppendString) {
+  const bool mb = kztest::MultibyteLocale();
+  struct Row {
+    const char* name;
+    kztest::Forms value, operand;
+    int sbValueAfter, sbOperandAfter;
+  } rows[] = {
+      {"wide += wide", kWide, kWide, kWide, kWide},
+      {"mbs += mbs", kMbs, kMbs, kMbs, kMbs},
+      {"wide += mbs", kWide, kMbs, kWide, kBoth},
+      {"mbs += wide", kMbs, kWide, kWide, kWide},
+      {"both += mbs", kBoth, kMbs, kMbs, kMbs},
+      {"both += both", kBoth, kBoth, kWide, kBoth},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString value = Make("ab", row.value);
+    const CKZString operand = Make("cd", row.operand);
+    value += operand;
+    EXPECT_EQ(mb ? kWide : row.sbValueAfter, FormsOf(value));
+    EXPECT_EQ(mb ? row.operand | kWide : row.sbOperandAfter, FormsOf(operand));
+    EXPECT_EQ(4u, value.Length());
+    EXPECT_EQ(4u, value.MbsLength());
+    EXPECT_EQ("abcd", M(value));
+    EXPECT_EQ(u"abcd", W(value));
+  }
+}
+
+// Faults: appended text converted to the value's other form when it need
+// not be, or a value keeping both forms. Multibyte text extends the
+// multibyte form of a value that has one (the wide form goes) and is
+// converted on its own for a wide-only value; wide text always goes wide.
+TEST(StringEncodingChoice, AppendAndJoinText) {
+  struct Row {
+    const char* name;
+    kztest::Forms value;
+    bool wideText;
+    bool plus;  // operator+ instead of operator+=
+    int after;
+  } rows[] = {
+      {"wide += wide text", kWide, true, false, kWide},
+      {"mbs += wide text", kMbs, true, false, kWide},
+      {"both += wide text", kBoth, true, false, kWide},
+      {"wide += mbs text", kWide, false, false, kWide},
+      {"mbs += mbs text", kMbs, false, false, kMbs},
+      {"both += mbs text", kBoth, false, false, kMbs},
+      {"mbs + wide text", kMbs, true, true, kWide},
+      {"both + wide text", kBoth, true, true, kWide},
+      {"wide + mbs text", kWide, false, true, kMbs},
+      {"both + mbs text", kBoth, false, true, kMbs},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString value = Make("ab", row.value);
+    CKZString result;
+    if (row.plus) {
+      result = row.wideText ? value + OLESTR("cd") : value + "cd";
+      EXPECT_EQ(row.value, FormsOf(value) & row.value);
+    } else {
+      if (row.wideText) {
+        value += OLESTR("cd");
+      } else {
+        value += "cd";
+      }
+      result = value;
+    }
+    EXPECT_EQ(row.after, FormsOf(result));
+    EXPECT_EQ(4u, result.Length());
+    EXPECT_EQ("abcd", M(result));
+    EXPECT_EQ(u"abcd", W(result));
+  }
+}
+
+namespace {
+
+enum Outcome { kNullResult, kSharesLeft, kSharesRight, kNewBlock, kUnchanged };
+
+const char* const kNoText = nullptr;
+
+}  // namespace
+
+// Faults: a null or empty operand copies where the result should share, or
+// shares where it must not (a text operand never shares the right side), or
+// null and empty are mixed up.
+TEST(StringJoinSharing, OperatorPlusWithString) {
+  struct Row {
+    const char* name;
+    const char* left;
+    const char* right;
+    Outcome outcome;
+  } rows[] = {
+      {"null + null", kNoText, kNoText, kNullResult},
+      {"null + empty", kNoText, "", kSharesRight},
+      {"null + text", kNoText, "cd", kSharesRight},
+      {"empty + null", "", kNoText, kNullResult},
+      {"empty + empty", "", "", kSharesRight},
+      {"empty + text", "", "cd", kSharesRight},
+      {"text + null", "ab", kNoText, kSharesLeft},
+      {"text + empty", "ab", "", kSharesLeft},
+      {"text + text", "ab", "cd", kNewBlock},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const CKZString left = Make(row.left, kWide);
+    const CKZString right = Make(row.right, kWide);
+    const CKZString result = left + right;
+    switch (row.outcome) {
+      case kNullResult:
+        EXPECT_TRUE(A::IsNull(result));
+        break;
+      case kSharesLeft:
+        EXPECT_EQ(A::Block(left), A::Block(result));
+        EXPECT_EQ(2u, A::RefCount(left));
+        break;
+      case kSharesRight:
+        EXPECT_EQ(A::Block(right), A::Block(result));
+        EXPECT_EQ(2u, A::RefCount(right));
+        break;
+      default:
+        EXPECT_NE(A::Block(left), A::Block(result));
+        EXPECT_NE(A::Block(right), A::Block(result));
+        EXPECT_EQ(u"abcd", W(result));
+        break;
+    }
+  }
+}
+
+// Faults: as above for a text on the right, through both text overloads: a
+// null text shares the left block, an empty text on the left of nothing
+// gives a new empty (not null) string, and an empty text after a text copies
+// the left text into a block of the overload's encoding.
+TEST(StringJoinSharing, OperatorPlusWithText) {
+  struct Row {
+    const char* name;
+    const char* left;
+    const char* right;
+    Outcome outcome;
+    const char* expected;
+  } rows[] = {
+      {"null + null", kNoText, kNoText, kNullResult, nullptr},
+      {"null + empty", kNoText, "", kNewBlock, ""},
+      {"null + text", kNoText, "cd", kNewBlock, "cd"},
+      {"empty + null", "", kNoText, kSharesLeft, ""},
+      {"empty + empty", "", "", kNewBlock, ""},
+      {"empty + text", "", "cd", kNewBlock, "cd"},
+      {"text + null", "ab", kNoText, kSharesLeft, "ab"},
+      {"text + empty", "ab", "", kNewBlock, "ab"},
+      {"text + text", "ab", "cd", kNewBlock, "abcd"},
+  };
+  for (const Row& row : rows) {
+    for (bool wideText : {true, false}) {
+      SCOPED_TRACE(std::string(row.name) + (wideText ? ", wide" : ", mbs"));
+      const CKZString left = Make(row.left, kBoth);
+      const std::basic_string<WCHAR> wide =
+          kztest::Widen(row.right == nullptr ? "" : row.right);
+      const CKZString result =
+          wideText ? left + (row.right == nullptr ? nullptr : wide.c_str())
+                   : left + row.right;
+      switch (row.outcome) {
+        case kNullResult:
+          EXPECT_TRUE(A::IsNull(result));
+          break;
+        case kSharesLeft:
+          EXPECT_EQ(A::Block(left), A::Block(result));
+          break;
+        default:
+          ASSERT_FALSE(A::IsNull(result));
+          EXPECT_NE(A::Block(left), A::Block(result));
+          EXPECT_EQ(1u, A::RefCount(result));
+          EXPECT_EQ(wideText ? kWide : kMbs, FormsOf(result));
+          break;
+      }
+      if (row.expected != nullptr) {
+        EXPECT_EQ(row.expected, M(result));
+      }
+    }
+  }
+}
+
+// Faults: operator+= with a null or empty operand changes or unshares the
+// value, a null value becomes empty from an empty string operand, or an
+// empty value copies where it should share the operand's block.
+TEST(StringJoinSharing, AppendString) {
+  struct Row {
+    const char* name;
+    const char* value;
+    const char* operand;
+    Outcome outcome;
+    const char* expected;
+  } rows[] = {
+      {"null += null", kNoText, kNoText, kUnchanged, nullptr},
+      {"null += empty", kNoText, "", kUnchanged, nullptr},
+      {"null += text", kNoText, "cd", kSharesRight, "cd"},
+      {"empty += null", "", kNoText, kUnchanged, ""},
+      {"empty += empty", "", "", kUnchanged, ""},
+      {"empty += text", "", "cd", kSharesRight, "cd"},
+      {"text += null", "ab", kNoText, kUnchanged, "ab"},
+      {"text += empty", "ab", "", kUnchanged, "ab"},
+      {"text += text", "ab", "cd", kNewBlock, "abcd"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString value = Make(row.value, kBoth);
+    const CKZString sharer = value;
+    const CKZString operand = Make(row.operand, kBoth);
+    value += operand;
+    switch (row.outcome) {
+      case kUnchanged:
+        EXPECT_EQ(A::Block(sharer), A::Block(value));
+        if (row.value != nullptr) {
+          EXPECT_EQ(kBoth, FormsOf(value));
+        }
+        break;
+      case kSharesRight:
+        EXPECT_EQ(A::Block(operand), A::Block(value));
+        break;
+      default:
+        EXPECT_NE(A::Block(sharer), A::Block(value));
+        EXPECT_EQ(1u, A::RefCount(value));
+        break;
+    }
+    if (row.expected == nullptr) {
+      EXPECT_TRUE(A::IsNull(value));
+    } else {
+      EXPECT_EQ(row.expected, M(value));
+    }
+    if (row.value != nullptr) {
+      EXPECT_EQ(row.value, M(sharer));
+    }
+  }
+}
+
+// Faults: as above for a text operand: a null text changes something, an
+// empty text leaves a null value null (it must become empty), or an empty
+// text appended to a text neither unshares nor drops the other form.
+TEST(StringJoinSharing, AppendText) {
+  struct Row {
+    const char* name;
+    const char* value;
+    const char* text;
+    Outcome outcome;
+    const char* expected;
+  } rows[] = {
+      {"null += null", kNoText, kNoText, kUnchanged, nullptr},
+      {"null += empty", kNoText, "", kNewBlock, ""},
+      {"null += text", kNoText, "cd", kNewBlock, "cd"},
+      {"empty += null", "", kNoText, kUnchanged, ""},
+      {"empty += empty", "", "", kNewBlock, ""},
+      {"empty += text", "", "cd", kNewBlock, "cd"},
+      {"text += null", "ab", kNoText, kUnchanged, "ab"},
+      {"text += empty", "ab", "", kNewBlock, "ab"},
+      {"text += text", "ab", "cd", kNewBlock, "abcd"},
+  };
+  for (const Row& row : rows) {
+    for (bool wideText : {true, false}) {
+      SCOPED_TRACE(std::string(row.name) + (wideText ? ", wide" : ", mbs"));
+      CKZString value = Make(row.value, kBoth);
+      const CKZString sharer = value;
+      const std::basic_string<WCHAR> wide =
+          kztest::Widen(row.text == nullptr ? "" : row.text);
+      if (wideText) {
+        value += row.text == nullptr ? nullptr : wide.c_str();
+      } else {
+        value += row.text;
+      }
+      if (row.outcome == kUnchanged) {
+        EXPECT_EQ(A::Block(sharer), A::Block(value));
+        if (row.value != nullptr) {
+          EXPECT_EQ(kBoth, FormsOf(value));
+        }
+      } else {
+        ASSERT_FALSE(A::IsNull(value));
+        EXPECT_NE(A::Block(sharer), A::Block(value));
+        EXPECT_EQ(1u, A::RefCount(value));
+        EXPECT_EQ(wideText ? kWide : kMbs, FormsOf(value));
+      }
+      if (row.expected == nullptr) {
+        EXPECT_TRUE(A::IsNull(value));
+      } else {
+        EXPECT_EQ(row.expected, M(value));
+      }
+      if (row.value != nullptr) {
+        EXPECT_EQ(row.value, M(sharer));
+      }
+    }
+  }
+}
+
+// Fault: the character 0 is taken for a null text (no change to a null
+// value) instead of an empty one, or for a character that adds a unit.
+TEST(StringJoinSharing, CharacterZeroIsAnEmptyText) {
+  struct Row {
+    const char* name;
+    const char* value;
+    void (*append)(CKZString&);
+    const char* expected;
+  } rows[] = {
+      {"null += L'\\0'", kNoText, [](CKZString& s) { s += OLESTR('\0'); }, ""},
+      {"null += '\\0'", kNoText, [](CKZString& s) { s += '\0'; }, ""},
+      {"text += L'\\0'", "ab", [](CKZString& s) { s += OLESTR('\0'); }, "ab"},
+      {"text += '\\0'", "ab", [](CKZString& s) { s += '\0'; }, "ab"},
+      {"null + L'\\0'", kNoText, [](CKZString& s) { s = s + OLESTR('\0'); },
+       ""},
+      {"null + 'x'", kNoText, [](CKZString& s) { s = s + 'x'; }, "x"},
+      {"null + L'x'", kNoText, [](CKZString& s) { s = s + OLESTR('x'); }, "x"},
+      {"text + 'x'", "ab", [](CKZString& s) { s = s + 'x'; }, "abx"},
+      {"insert L'\\0'", "ab", [](CKZString& s) { s.Insert(1, OLESTR('\0')); },
+       "ab"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString value = Make(row.value, kWide);
+    row.append(value);
+    ASSERT_FALSE(A::IsNull(value));
+    EXPECT_EQ(std::strlen(row.expected), value.Length());
+    EXPECT_EQ(row.expected, M(value));
+  }
+}
+
+// Faults: the other sharer of the edited value changes; `s += t` with t
+// sharing s's block reads its source from the block being extended.
+TEST(StringJoinSharing, SharersKeepTheirText) {
+  CKZString s = Make("abc", kBoth);
+  CKZString t = s;
+  s += OLESTR("de");
+  EXPECT_EQ(u"abcde", W(s));
+  EXPECT_EQ("abc", M(t));
+  EXPECT_EQ(3u, t.Length());
+  EXPECT_EQ(1u, A::RefCount(t));
+
+  CKZString u = t;
+  t += u;
+  EXPECT_EQ(u"abcabc", W(t));
+  EXPECT_EQ(u"abc", W(u));
+  EXPECT_EQ(1u, A::RefCount(u));
+}
+
+// Fault: an empty value that another value shares is filled in place, so
+// the other value is no longer empty; the shared block must lose one count.
+TEST(StringJoinSharing, SharedEmptyValueTakesABlockOfItsOwn) {
+  CKZString e(OLESTR(""));
+  CKZString other = e;
+  ASSERT_EQ(2u, A::RefCount(e));
+  e += "x";
+  EXPECT_EQ("x", M(e));
+  EXPECT_FALSE(A::IsNull(other));
+  EXPECT_EQ(u"", W(other));
+  EXPECT_EQ(1u, A::RefCount(other));
+  EXPECT_NE(A::Block(other), A::Block(e));
+}
+
+// Fault: an empty value += a string copies instead of sharing, or the share
+// is not undone by the next edit of either value.
+TEST(StringJoinSharing, EmptyValueSharesTheOperandUntilAnEdit) {
+  CKZString e(OLESTR(""));
+  CKZString t(OLESTR("text"));
+  e += t;
+  EXPECT_EQ(A::Block(t), A::Block(e));
+  EXPECT_EQ(2u, A::RefCount(t));
+  e += OLESTR('!');
+  EXPECT_EQ(u"text!", W(e));
+  EXPECT_EQ(u"text", W(t));
+  EXPECT_EQ(1u, A::RefCount(t));
+}
+
+namespace {
+
+// The block size the process runs with; only the values CTest passes.
+bool BlockSizeColumn(int* column) {
+  const char* size = std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE");
+  if (size == nullptr) {
+    *column = 0;
+  } else if (std::strcmp(size, "0") == 0) {
+    *column = 1;
+  } else if (std::strcmp(size, "128") == 0) {
+    *column = 2;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+// Faults: operator+ sizes its block by the capacity rule on the left text
+// alone (so the append grows it), or forgets the spare room. R is the block
+// size + left + right; only with a block size of 0 and an empty right text
+// is left not below R, and the capacity is then twice left. CTest runs this
+// once per block size.
+TEST(StringJoinCapacity, OperatorPlusFitsTheResult) {
+  int column;
+  if (!BlockSizeColumn(&column)) GTEST_SKIP() << "no expected values";
+  struct Row {
+    const char* name;
+    ULONG left, right;
+    std::uint32_t capacity[3];  // block size 64, 0, 128
+  } rows[] = {
+      {"10 + 5", 10, 5, {79, 15, 143}},
+      {"100 + 5", 100, 5, {169, 105, 233}},
+      {"10 + 0", 10, 0, {74, 20, 138}},
+      {"63 + 1", 63, 1, {128, 64, 192}},
+      {"1 + 200", 1, 200, {265, 201, 329}},
+  };
+  for (const Row& row : rows) {
+    for (bool wide : {true, false}) {
+      SCOPED_TRACE(std::string(row.name) + (wide ? ", wide" : ", mbs"));
+      const std::string left(row.left, 'l');
+      const std::string right(row.right, 'r');
+      const CKZString value = Make(left.c_str(), wide ? kWide : kMbs);
+      const KZAllocCounters before = KZGetAllocCounters();
+      const CKZString result =
+          wide ? value + kztest::Widen(right.c_str()).c_str()
+               : value + right.c_str();
+      EXPECT_EQ(before.crtGrow, KZGetAllocCounters().crtGrow);
+      EXPECT_EQ(row.capacity[column], A::Capacity(result));
+      EXPECT_EQ(row.left + row.right, result.Length());
+      EXPECT_EQ(left + right, M(result));
+    }
+  }
+}
+
+// Fault: the growth check is off by one (an append that fits exactly grows
+// the block, or one past it writes beyond the buffer), or growth is not a
+// doubling. Both forms grow alike.
+TEST(StringJoinCapacity, AppendGrowsOnlyPastTheCapacity) {
+  if (!DefaultBlockSize()) GTEST_SKIP() << "written for a block size of 64";
+  for (bool wide : {true, false}) {
+    SCOPED_TRACE(wide ? "wide" : "mbs");
+    const std::string sixty(60, 'x');
+    CKZString s = Make(sixty.c_str(), wide ? kWide : kMbs);
+    ASSERT_EQ(64u, A::Capacity(s));
+    const void* buffer = wide ? static_cast<const void*>(A::WideBuffer(s))
+                              : static_cast<const void*>(A::MbsBuffer(s));
+    for (int i = 0; i < 4; ++i) {
+      if (wide) {
+        s += OLESTR('y');
+      } else {
+        s += 'y';
+      }
+    }
+    EXPECT_EQ(64u, A::Capacity(s));
+    EXPECT_EQ(buffer, wide ? static_cast<const void*>(A::WideBuffer(s))
+                           : static_cast<const void*>(A::MbsBuffer(s)));
+    if (wide) {
+      s += OLESTR('z');
+    } else {
+      s += 'z';
+    }
+    EXPECT_EQ(128u, A::Capacity(s));
+    EXPECT_EQ(65u, s.Length());
+    EXPECT_EQ(sixty + "yyyyz", M(s));
+  }
+}
+
+// Faults: appending one character at a time grows the buffer by the needed
+// length instead of doubling (a grow per append), or converts the text on
+// every append (a form built and freed each time). 1000 appends to a block
+// of 64 grow it exactly four times, to 1024.
+TEST(StringJoinCapacity, RepeatedAppendsDoubleAndNeverConvert) {
+  if (!DefaultBlockSize()) GTEST_SKIP() << "written for a block size of 64";
+  for (bool wide : {true, false}) {
+    SCOPED_TRACE(wide ? "wide" : "mbs");
+    CKZString s = Make("x", wide ? kWide : kMbs);
+    const KZAllocCounters before = KZGetAllocCounters();
+    for (int i = 1; i < 1000; ++i) {
+      if (wide) {
+        s += OLESTR('x');
+      } else {
+        s += 'x';
+      }
+    }
+    const KZAllocCounters after = KZGetAllocCounters();
+    EXPECT_EQ(4u, after.crtGrow - before.crtGrow);
+    EXPECT_EQ(0u, after.crtFree - before.crtFree);
+    EXPECT_EQ(wide ? kWide : kMbs, FormsOf(s));
+    EXPECT_EQ(1024u, A::Capacity(s));
+    EXPECT_EQ(1000u, s.Length());
+  }
+}
+
+// Fault: a value that owns a taken-over buffer (no spare room) is grown
+// with realloc instead of the allocator that made it, or the allocator kind
+// is lost so the buffer is freed by the wrong function. Append and insert
+// alike; the capacity doubles from the text's length.
+TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
+  enum Kind { kCrt, kOle, kBstr };
+  struct Row {
+    const char* name;
+    Kind kind;
+    bool wide;
+    void (*edit)(CKZString&);
+    const char* expected;
+  } rows[] = {
+      {"CRT wide +=", kCrt, true, [](CKZString& s) { s += OLESTR('d'); },
+       "abcd"},
+      {"CRT mbs +=", kCrt, false, [](CKZString& s) { s += 'd'; }, "abcd"},
+      {"OLE wide +=", kOle, true, [](CKZString& s) { s += OLESTR('d'); },
+       "abcd"},
+      {"OLE mbs +=", kOle, false, [](CKZString& s) { s += 'd'; }, "abcd"},
+      {"OLE wide insert", kOle, true,
+       [](CKZString& s) { EXPECT_EQ(5u, s.Insert(1, OLESTR("xy"))); }, "axybc"},
+      {"BSTR +=", kBstr, true, [](CKZString& s) { s += OLESTR('d'); }, "abcd"},
+      {"BSTR insert", kBstr, true,
+       [](CKZString& s) { EXPECT_EQ(4u, s.Insert(0, OLESTR('d'))); }, "dabc"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const KZAllocCounters before = KZGetAllocCounters();
+    {
+      CKZString s;
+      if (row.kind == kBstr) {
+        s.Attach_BSTR(SysAllocString(OLESTR("abc")));
+      } else if (row.wide) {
+        const std::size_t bytes = 4 * sizeof(WCHAR);
+        WCHAR* buffer = static_cast<WCHAR*>(
+            row.kind == kOle ? CoTaskMemAlloc(bytes) : std::malloc(bytes));
+        std::memcpy(buffer, OLESTR("abc"), bytes);
+        if (row.kind == kOle) {
+          s.Attach_OLE(buffer);
+        } else {
+          s.Attach_CRT(buffer);
+        }
+      } else {
+        char* buffer = static_cast<char*>(row.kind == kOle ? CoTaskMemAlloc(4)
+                                                           : std::malloc(4));
+        std::memcpy(buffer, "abc", 4);
+        if (row.kind == kOle) {
+          s.Attach_OLE(buffer);
+        } else {
+          s.Attach_CRT(buffer);
+        }
+      }
+      ASSERT_EQ(3u, A::Capacity(s));
+      const int kindBefore = row.wide ? A::WideKind(s) : A::MbsKind(s);
+      row.edit(s);
+      const KZAllocCounters grown = KZGetAllocCounters();
+      EXPECT_EQ(6u, A::Capacity(s));
+      EXPECT_EQ(kindBefore, row.wide ? A::WideKind(s) : A::MbsKind(s));
+      EXPECT_EQ(row.kind == kCrt ? 1u : 0u, grown.crtGrow - before.crtGrow);
+      EXPECT_EQ(row.kind == kOle ? 1u : 0u, grown.oleGrow - before.oleGrow);
+      EXPECT_EQ(row.kind == kBstr ? 1u : 0u, grown.bstrGrow - before.bstrGrow);
+      EXPECT_EQ(row.wide ? kWide : kMbs, FormsOf(s));
+      EXPECT_EQ(std::strlen(row.expected), s.Length());
+      EXPECT_EQ(U(row.expected), W(s));
+    }
+    const KZAllocCounters after = KZGetAllocCounters();
+    EXPECT_EQ(row.kind == kOle ? 1u : 0u, after.oleFree - before.oleFree);
+    EXPECT_EQ(row.kind == kBstr ? 1u : 0u, after.bstrFree - before.bstrFree);
+  }
+}
+
+// Fault: an insert within the capacity of a sole owner reallocates or
+// copies instead of moving the tail in place.
+TEST(StringInsert, WithinCapacityMovesOnlyTheTail) {
+  CKZString s(OLESTR("abcdef"));
+  const WCHAR* buffer = A::WideBuffer(s);
+  const KZAllocCounters before = KZGetAllocCounters();
+  EXPECT_EQ(9u, s.Insert(3, OLESTR("XYZ")));
+  EXPECT_EQ(before.crtGrow, KZGetAllocCounters().crtGrow);
+  EXPECT_EQ(buffer, A::WideBuffer(s));
+  EXPECT_EQ(u"abcXYZdef", W(s));
+}
+
+// Faults: the position is off by one, a position at or past the length
+// does not append, the result is not the new length, a null value or null
+// text is mishandled. Runs through the wide and the multibyte overloads, on
+// a wide-only and a multibyte-only value.
+TEST(StringInsert, Table) {
+  struct Row {
+    const char* name;
+    const char* value;
+    ULONG position;
+    const char* text;
+    const char* expected;  // nullptr: null string
+    ULONG result;
+  } rows[] = {
+      {"front", "abc", 0, "XY", "XYabc", 5},
+      {"middle", "abc", 1, "XY", "aXYbc", 5},
+      {"before last", "abc", 2, "XY", "abXYc", 5},
+      {"at length", "abc", 3, "XY", "abcXY", 5},
+      {"past length", "abc", 9, "XY", "abcXY", 5},
+      {"far past", "abc", 0xFFFFFFFFu, "XY", "abcXY", 5},
+      {"empty text", "abc", 1, "", "abc", 3},
+      {"null text", "abc", 1, kNoText, "abc", 3},
+      {"empty value", "", 0, "XY", "XY", 2},
+      {"empty value, far", "", 7, "XY", "XY", 2},
+      {"null value", kNoText, 4, "XY", "XY", 2},
+      {"null value, null text", kNoText, 0, kNoText, nullptr, 0},
+  };
+  for (const Row& row : rows) {
+    for (kztest::Forms forms : {kWide, kMbs}) {
+      for (bool wideText : {true, false}) {
+        SCOPED_TRACE(std::string(row.name) +
+                     (forms == kWide ? ", wide value" : ", mbs value") +
+                     (wideText ? ", wide text" : ", mbs text"));
+        CKZString s = Make(row.value, forms);
+        const std::basic_string<WCHAR> wide =
+            kztest::Widen(row.text == nullptr ? "" : row.text);
+        const ULONG result =
+            wideText ? s.Insert(row.position,
+                                row.text == nullptr ? nullptr : wide.c_str())
+                     : s.Insert(row.position, row.text);
+        EXPECT_EQ(row.result, result);
+        if (row.expected == nullptr) {
+          EXPECT_TRUE(A::IsNull(s));
+        } else {
+          EXPECT_EQ(row.expected, M(s));
+          EXPECT_EQ(U(row.expected), W(s));
+        }
+      }
+    }
+  }
+}
+
+// Faults: insert into one sharer changes the other; on a value with both
+// forms the stale multibyte form survives; a multibyte-only value in the
+// single-byte locale is not given its wide form first.
+TEST(StringInsert, UnsharesAndKeepsTheWideFormOnly) {
+  CKZString s = Make("abc", kBoth);
+  CKZString other = s;
+  EXPECT_EQ(4u, s.Insert(1, 'X'));
+  EXPECT_EQ(kWide, FormsOf(s));
+  EXPECT_EQ("aXbc", M(s));
+  EXPECT_EQ(kBoth, FormsOf(other));
+  EXPECT_EQ("abc", M(other));
+
+  CKZString mbs = Make("abc", kMbs);
+  EXPECT_EQ(4u, mbs.Insert(3, OLESTR('!')));
+  EXPECT_EQ(kWide, FormsOf(mbs));
+  EXPECT_EQ(u"abc!", W(mbs));
+}
+
+// Fault: an empty taken-over buffer (capacity 0) is written into without
+// room.
+TEST(StringInsert, IntoAnEmptyTakenOverBuffer) {
+  char* buffer = static_cast<char*>(std::malloc(1));
+  buffer[0] = 0;
+  CKZString s;
+  s.Attach_CRT(buffer);
+  ASSERT_EQ(0u, A::Capacity(s));
+  EXPECT_EQ(3u, s.Insert(0, OLESTR("abc")));
+  EXPECT_EQ(u"abc", W(s));
+}
+
+// Faults: a source that lies in the value's own buffers is read after the
+// buffer was moved by growth, freed by unsharing, or overwritten by the
+// append's own first write (its terminator). The result is the text twice
+// (or the part given), also across a growth of the buffer.
+TEST(StringSelfSource, AppendAndInsert) {
+  struct Row {
+    const char* name;
+    void (*edit)(CKZString&);
+    std::string (*expected)(const std::string&);
+  } rows[] = {
+      {"s += s", [](CKZString& s) { s += s; },
+       [](const std::string& t) { return t + t; }},
+      {"s += own wide", [](CKZString& s) { s += static_cast<const WCHAR*>(s); },
+       [](const std::string& t) { return t + t; }},
+      {"s += own mbs", [](CKZString& s) { s += static_cast<const char*>(s); },
+       [](const std::string& t) { return t + t; }},
+      {"s += own wide tail",
+       [](CKZString& s) { s += static_cast<const WCHAR*>(s) + 1; },
+       [](const std::string& t) { return t + t.substr(1); }},
+      {"s += own mbs tail",
+       [](CKZString& s) { s += static_cast<const char*>(s) + 1; },
+       [](const std::string& t) { return t + t.substr(1); }},
+      {"s = s + s", [](CKZString& s) { s = s + s; },
+       [](const std::string& t) { return t + t; }},
+      {"insert own wide",
+       [](CKZString& s) { s.Insert(1, static_cast<const WCHAR*>(s)); },
+       [](const std::string& t) { return t.substr(0, 1) + t + t.substr(1); }},
+      {"insert own mbs",
+       [](CKZString& s) { s.Insert(1, static_cast<const char*>(s)); },
+       [](const std::string& t) { return t.substr(0, 1) + t + t.substr(1); }},
+      {"insert own wide tail at end",
+       [](CKZString& s) {
+         s.Insert(s.Length(), static_cast<const WCHAR*>(s) + 2);
+       },
+       [](const std::string& t) { return t + t.substr(2); }},
+  };
+  const std::string texts[] = {"abc", std::string(40, 'q') + "xyz"};
+  for (const Row& row : rows) {
+    for (const std::string& text : texts) {
+      for (kztest::Forms forms : {kWide, kMbs, kBoth}) {
+        SCOPED_TRACE(std::string(row.name) + ", " +
+                     std::to_string(text.size()) + " characters, forms " +
+                     std::to_string(forms));
+        CKZString s = Make(text.c_str(), forms);
+        row.edit(s);
+        const std::string expected = row.expected(text);
+        EXPECT_EQ(expected.size(), s.Length());
+        EXPECT_EQ(expected, M(s));
+        EXPECT_EQ(1u, A::RefCount(s));
+      }
+    }
+  }
+}
+
+// Fault: an empty value given its own (empty) text frees the block before
+// reading it.
+TEST(StringSelfSource, EmptyValueAppendsItsOwnText) {
+  CKZString wide(OLESTR(""));
+  wide += static_cast<const WCHAR*>(wide);
+  EXPECT_FALSE(A::IsNull(wide));
+  EXPECT_EQ(u"", W(wide));
+  CKZString mbs("");
+  mbs += static_cast<const char*>(mbs);
+  EXPECT_FALSE(A::IsNull(mbs));
+  EXPECT_EQ("", M(mbs));
+}
+
+// Faults, in the multibyte locale: a multibyte append measures or copies
+// characters instead of bytes, loses bytes of the left text, or builds the
+// wide form on each append; Length and MbsLength disagree with the text.
+TEST(StringMultibyteJoin, CharactersOfSeveralBytes) {
+  if (!kztest::MultibyteLocale()) GTEST_SKIP() << "multibyte locale only";
+  const kztest::MultibyteSample sample = kztest::Sample();
+  const std::string bytes(sample.bytes);
+  const std::u16string wide(reinterpret_cast<const char16_t*>(sample.wide));
+
+  CKZString s(sample.bytes);
+  s += sample.bytes;
+  s += "x";
+  EXPECT_EQ(kMbs, FormsOf(s));
+  EXPECT_EQ(2 * sample.byteLength + 1, s.MbsLength());
+  EXPECT_EQ(bytes + bytes + "x", M(s));
+  EXPECT_EQ(7u, s.Length());
+  EXPECT_EQ(wide + wide + u"x", W(s));
+
+  const CKZString left(sample.bytes);
+  const CKZString joined = left + "ab";
+  EXPECT_EQ(kMbs, FormsOf(joined));
+  EXPECT_EQ(bytes + "ab", M(joined));
+  EXPECT_EQ(wide + u"ab", W(joined));
+  EXPECT_EQ(5u, joined.Length());
+
+  CKZString w(OLESTR("ab"));
+  w += sample.bytes;
+  EXPECT_EQ(kWide, FormsOf(w));
+  EXPECT_EQ(u"ab" + wide, W(w));
+  EXPECT_EQ(2 + sample.byteLength, w.MbsLength());
+
+  CKZString i(OLESTR("ab"));
+  EXPECT_EQ(5u, i.Insert(1, sample.bytes));
+  EXPECT_EQ(u"a" + wide + u"b", W(i));
+  EXPECT_EQ("a" + bytes + "b", M(i));
+}

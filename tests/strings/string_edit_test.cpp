@@ -1,0 +1,506 @@
+// CKZString editing: unsharing, case mapping, truncation, Left, Right,
+// SubString and SetAt.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "strings/internal/test_access.h"
+#include "strings/string_forms.h"
+#include "test_support.h"
+
+using A = CKZStringTestAccess;
+using kztest::FormsOf;
+using kztest::M;
+using kztest::Make;
+using kztest::W;
+
+namespace {
+
+using Edit = void (*)(CKZString&);
+
+struct EditRow {
+  const char* name;
+  Edit edit;
+  const char16_t* expected;
+};
+
+// Every edit of "Hello World" that changes its text.
+const EditRow kEdits[] = {
+    {"lower", [](CKZString& s) { s.MakeLowerCase(); }, u"hello world"},
+    {"upper", [](CKZString& s) { s.MakeUpperCase(); }, u"HELLO WORLD"},
+    {"truncate left", [](CKZString& s) { s.TruncateLeft(6); }, u"World"},
+    {"truncate right", [](CKZString& s) { s.TruncateRight(6); }, u"Hello"},
+    {"set at", [](CKZString& s) { EXPECT_TRUE(s.SetAt(0, 'J')); },
+     u"Jello World"},
+};
+
+bool DefaultBlockSize() {
+  return std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr;
+}
+
+}  // namespace
+
+// Fault: an edit writes into a block that another value shares. The other
+// sharer must keep its block, its text and both its forms; the edited value
+// ends up alone in a wide-only block.
+TEST(StringUnshare, EditLeavesTheOtherSharerAlone) {
+  for (const EditRow& row : kEdits) {
+    SCOPED_TRACE(row.name);
+    CKZString a = Make("Hello World", kztest::kBothForms);
+    CKZString b = a;
+    const CKZStringBlock* shared = A::Block(a);
+    row.edit(b);
+    EXPECT_EQ(shared, A::Block(a));
+    EXPECT_EQ(1u, A::RefCount(a));
+    EXPECT_EQ(kztest::kBothForms, FormsOf(a));
+    EXPECT_EQ("Hello World", M(a));
+    EXPECT_EQ(u"Hello World", W(a));
+    EXPECT_NE(shared, A::Block(b));
+    EXPECT_EQ(1u, A::RefCount(b));
+    EXPECT_EQ(kztest::kWideOnly, FormsOf(b));
+    EXPECT_EQ(row.expected, W(b));
+  }
+}
+
+// Fault: unsharing a multibyte-only value builds the wide form only in the
+// new block, so the sharers pay the conversion again. The shared block gains
+// the wide form for everybody.
+TEST(StringUnshare, SharedMultibyteBlockGainsTheWideForm) {
+  CKZString a = Make("Hello", kztest::kMbsOnly);
+  CKZString b = a;
+  b.MakeUpperCase();
+  EXPECT_EQ(kztest::kBothForms, FormsOf(a));
+  EXPECT_EQ("Hello", M(a));
+  EXPECT_EQ(u"HELLO", W(b));
+}
+
+// Fault: a sole owner is copied instead of edited in place. The block, the
+// wide buffer and the capacity stay; nothing is allocated.
+TEST(StringUnshare, SoleOwnerIsEditedInPlace) {
+  for (const EditRow& row : kEdits) {
+    SCOPED_TRACE(row.name);
+    CKZString s = Make("Hello World", kztest::kWideOnly);
+    const CKZStringBlock* block = A::Block(s);
+    const WCHAR* buffer = A::WideBuffer(s);
+    const std::uint32_t capacity = A::Capacity(s);
+    const KZAllocCounters before = KZGetAllocCounters();
+    row.edit(s);
+    const KZAllocCounters after = KZGetAllocCounters();
+    EXPECT_EQ(block, A::Block(s));
+    EXPECT_EQ(buffer, A::WideBuffer(s));
+    EXPECT_EQ(capacity, A::Capacity(s));
+    EXPECT_EQ(before.crtGrow, after.crtGrow);
+    EXPECT_EQ(before.crtFree, after.crtFree);
+    EXPECT_EQ(row.expected, W(s));
+  }
+}
+
+// Fault: a sole owner keeps a multibyte form that no longer matches the
+// edited wide text, or frees it with the wrong allocator. A buffer taken over
+// from the COM task allocator goes back there; the wide form built from it
+// (malloc) stays.
+TEST(StringUnshare, SoleOwnerDropsTheMultibyteFormByItsAllocator) {
+  struct Row {
+    const char* name;
+    bool ole;
+  } rows[] = {{"malloc", false}, {"task allocator", true}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString s;
+    if (row.ole) {
+      char* buffer = static_cast<char*>(CoTaskMemAlloc(6));
+      std::memcpy(buffer, "Hello", 6);
+      s.Attach_OLE(buffer);
+    } else {
+      s = "Hello";
+    }
+    static_cast<void>(static_cast<const WCHAR*>(s));
+    const WCHAR* wide = A::WideBuffer(s);
+    const KZAllocCounters before = KZGetAllocCounters();
+    s.MakeUpperCase();
+    const KZAllocCounters after = KZGetAllocCounters();
+    EXPECT_EQ(kztest::kWideOnly, FormsOf(s));
+    EXPECT_EQ(wide, A::WideBuffer(s));
+    EXPECT_EQ(row.ole ? 1u : 0u, after.oleFree - before.oleFree);
+    EXPECT_EQ(row.ole ? 0u : 1u, after.crtFree - before.crtFree);
+    EXPECT_EQ("HELLO", M(s));
+  }
+}
+
+// Fault: the block made by unsharing copies the capacity of the block it
+// copies instead of taking it from the capacity rule.
+TEST(StringUnshare, CopyTakesItsCapacityFromTheRule) {
+  if (!DefaultBlockSize()) GTEST_SKIP() << "written for a block size of 64";
+  CKZString a(OLESTR("abc"));
+  for (int i = 0; i < 70; ++i) a += OLESTR('x');
+  ASSERT_EQ(128u, A::Capacity(a));
+  CKZString b = a;
+  b.SetAt(0, 'X');
+  EXPECT_EQ(64u + 73u, A::Capacity(b));
+  EXPECT_EQ(128u, A::Capacity(a));
+}
+
+// Faults: a count of 0 unshares, truncating everything leaves an empty
+// instead of a null string, or the lengths disagree afterwards. In a
+// single-byte locale the multibyte length field must follow, since MbsLength
+// reads it without converting.
+TEST(StringTruncate, Table) {
+  struct Row {
+    const char* name;
+    const char* text;  // nullptr: null string
+    bool left;
+    ULONG count;
+    const char16_t* expected;  // nullptr: null string
+  } rows[] = {
+      {"left by 0", "abcd", true, 0, u"abcd"},
+      {"left by 1", "abcd", true, 1, u"bcd"},
+      {"left by length - 1", "abcd", true, 3, u"d"},
+      {"left by length", "abcd", true, 4, nullptr},
+      {"left by more", "abcd", true, 99, nullptr},
+      {"left empty by 1", "", true, 1, nullptr},
+      {"left empty by 0", "", true, 0, u""},
+      {"left null by 1", nullptr, true, 1, nullptr},
+      {"right by 0", "abcd", false, 0, u"abcd"},
+      {"right by 1", "abcd", false, 1, u"abc"},
+      {"right by length - 1", "abcd", false, 3, u"a"},
+      {"right by length", "abcd", false, 4, nullptr},
+      {"right by more", "abcd", false, 0xFFFFFFFFu, nullptr},
+      {"right empty by 1", "", false, 1, nullptr},
+      {"right null by 1", nullptr, false, 1, nullptr},
+  };
+  for (const Row& row : rows) {
+    for (kztest::Forms forms : {kztest::kWideOnly, kztest::kMbsOnly}) {
+      SCOPED_TRACE(std::string(row.name) +
+                   (forms == kztest::kWideOnly ? ", wide" : ", multibyte"));
+      CKZString s = Make(row.text, forms);
+      const std::uint32_t capacity = A::IsNull(s) ? 0 : A::Capacity(s);
+      if (row.left) {
+        s.TruncateLeft(row.count);
+      } else {
+        s.TruncateRight(row.count);
+      }
+      if (row.expected == nullptr) {
+        EXPECT_TRUE(A::IsNull(s));
+        continue;
+      }
+      ASSERT_FALSE(A::IsNull(s));
+      const std::u16string expected(row.expected);
+      if (row.count != 0) {
+        EXPECT_EQ(kztest::kWideOnly, FormsOf(s));
+        EXPECT_EQ(capacity, A::Capacity(s));  // no memory given back
+      } else {
+        EXPECT_EQ(forms, FormsOf(s));
+      }
+      EXPECT_EQ(expected.size(), s.Length());
+      if (!kztest::MultibyteLocale() && row.count != 0) {
+        EXPECT_EQ(expected.size(), s.MbsLength());
+        EXPECT_FALSE(A::HasMbs(s));  // measured without converting
+      }
+      EXPECT_EQ(expected, W(s));
+    }
+  }
+}
+
+// Fault: a truncation by 0 of a shared value unshares it anyway; both forms
+// and the sharing must stay.
+TEST(StringTruncate, ByZeroKeepsTheSharing) {
+  CKZString a = Make("abc", kztest::kBothForms);
+  CKZString b = a;
+  b.TruncateLeft(0);
+  b.TruncateRight(0);
+  EXPECT_EQ(A::Block(a), A::Block(b));
+  EXPECT_EQ(2u, A::RefCount(a));
+  EXPECT_EQ(kztest::kBothForms, FormsOf(a));
+}
+
+// Fault: truncating one sharer to nothing frees or empties the shared block.
+TEST(StringTruncate, EverythingAwayLeavesTheSharerAlone) {
+  CKZString a = Make("abc", kztest::kBothForms);
+  CKZString b = a;
+  b.TruncateLeft(3);
+  EXPECT_TRUE(A::IsNull(b));
+  EXPECT_EQ(1u, A::RefCount(a));
+  EXPECT_EQ("abc", M(a));
+  EXPECT_EQ(u"abc", W(a));
+}
+
+namespace {
+
+enum Outcome { kNull, kShares, kOwnBlock };
+
+struct CutRow {
+  const char* name;
+  const char* text;  // nullptr: null string
+  CKZString (*cut)(const CKZString&);
+  Outcome outcome;
+  const char16_t* expected;
+};
+
+}  // namespace
+
+// Faults: a cut that should share copies (or the reverse), a cut that gives
+// empty where null is due (or the reverse), a count that is not clamped at
+// the end, or start + count wrapping around 32 bits.
+TEST(StringCut, Table) {
+  const CutRow rows[] = {
+      {"Left(0)", "abcd", [](const CKZString& s) { return s.Left(0); }, kNull,
+       nullptr},
+      {"Left(1)", "abcd", [](const CKZString& s) { return s.Left(1); },
+       kOwnBlock, u"a"},
+      {"Left(3)", "abcd", [](const CKZString& s) { return s.Left(3); },
+       kOwnBlock, u"abc"},
+      {"Left(length)", "abcd", [](const CKZString& s) { return s.Left(4); },
+       kShares, u"abcd"},
+      {"Left(more)", "abcd",
+       [](const CKZString& s) { return s.Left(0xFFFFFFFFu); }, kShares,
+       u"abcd"},
+      {"Left of empty", "", [](const CKZString& s) { return s.Left(5); }, kNull,
+       nullptr},
+      {"Left of null", nullptr, [](const CKZString& s) { return s.Left(5); },
+       kNull, nullptr},
+      {"Right(0)", "abcd", [](const CKZString& s) { return s.Right(0); }, kNull,
+       nullptr},
+      {"Right(1)", "abcd", [](const CKZString& s) { return s.Right(1); },
+       kOwnBlock, u"d"},
+      {"Right(3)", "abcd", [](const CKZString& s) { return s.Right(3); },
+       kOwnBlock, u"bcd"},
+      {"Right(length)", "abcd", [](const CKZString& s) { return s.Right(4); },
+       kShares, u"abcd"},
+      {"Right(more)", "abcd", [](const CKZString& s) { return s.Right(9); },
+       kShares, u"abcd"},
+      {"Right of empty", "", [](const CKZString& s) { return s.Right(1); },
+       kNull, nullptr},
+      {"SubString(0)", "abcd",
+       [](const CKZString& s) { return s.SubString(0); }, kShares, u"abcd"},
+      {"SubString(0, length)", "abcd",
+       [](const CKZString& s) { return s.SubString(0, 4); }, kShares, u"abcd"},
+      {"SubString(0, more)", "abcd",
+       [](const CKZString& s) { return s.SubString(0, 7); }, kShares, u"abcd"},
+      {"SubString(0, 3)", "abcd",
+       [](const CKZString& s) { return s.SubString(0, 3); }, kOwnBlock, u"abc"},
+      {"SubString(1)", "abcd",
+       [](const CKZString& s) { return s.SubString(1); }, kOwnBlock, u"bcd"},
+      {"SubString(1, 2)", "abcd",
+       [](const CKZString& s) { return s.SubString(1, 2); }, kOwnBlock, u"bc"},
+      {"SubString(1, 0)", "abcd",
+       [](const CKZString& s) { return s.SubString(1, 0); }, kOwnBlock, u""},
+      {"SubString(0, 0)", "abcd",
+       [](const CKZString& s) { return s.SubString(0, 0); }, kOwnBlock, u""},
+      {"SubString(3, wraps)", "abcd",
+       [](const CKZString& s) { return s.SubString(3, 0xFFFFFFFEu); },
+       kOwnBlock, u"d"},
+      {"SubString(length)", "abcd",
+       [](const CKZString& s) { return s.SubString(4); }, kNull, nullptr},
+      {"SubString(past)", "abcd",
+       [](const CKZString& s) { return s.SubString(5, 1); }, kNull, nullptr},
+      {"SubString of empty", "",
+       [](const CKZString& s) { return s.SubString(0); }, kNull, nullptr},
+      {"SubString of null", nullptr,
+       [](const CKZString& s) { return s.SubString(0); }, kNull, nullptr},
+  };
+  for (const CutRow& row : rows) {
+    for (kztest::Forms forms : {kztest::kWideOnly, kztest::kMbsOnly}) {
+      SCOPED_TRACE(std::string(row.name) +
+                   (forms == kztest::kWideOnly ? ", wide" : ", multibyte"));
+      const CKZString source = Make(row.text, forms);
+      const CKZString part = row.cut(source);
+      switch (row.outcome) {
+        case kNull:
+          EXPECT_TRUE(A::IsNull(part));
+          break;
+        case kShares:
+          EXPECT_EQ(A::Block(source), A::Block(part));
+          EXPECT_EQ(2u, A::RefCount(source));
+          break;
+        case kOwnBlock:
+          ASSERT_FALSE(A::IsNull(part));
+          EXPECT_NE(A::Block(source), A::Block(part));
+          EXPECT_EQ(1u, A::RefCount(part));
+          EXPECT_EQ(1u, A::RefCount(source));
+          EXPECT_EQ(kztest::kWideOnly, FormsOf(part));
+          break;
+      }
+      if (row.expected != nullptr) {
+        EXPECT_EQ(row.expected, W(part));
+      }
+      if (row.text != nullptr) {
+        EXPECT_EQ(row.text, M(source));
+      }
+    }
+  }
+}
+
+// Fault: a const cut changes this value's text, or drops its multibyte form.
+// Its only trace is the wide form, built on the shared block and kept.
+TEST(StringCut, LeavesTheSourceItsTextAndGivesItTheWideForm) {
+  CKZString (*const cuts[])(const CKZString&) = {
+      [](const CKZString& s) { return s.Left(2); },
+      [](const CKZString& s) { return s.Right(2); },
+      [](const CKZString& s) { return s.SubString(1, 2); },
+  };
+  for (auto cut : cuts) {
+    const CKZString source = Make("Hello", kztest::kMbsOnly);
+    const CKZString part = cut(source);
+    EXPECT_EQ(kztest::kBothForms, FormsOf(source));
+    EXPECT_EQ("Hello", M(source));
+    EXPECT_EQ(2u, part.Length());
+  }
+}
+
+// Faults: SetAt accepts the terminator's place or a position past the end,
+// or unshares although it refuses.
+TEST(StringSetAt, Table) {
+  struct Row {
+    const char* name;
+    const char* text;
+    ULONG position;
+    bool stored;
+    const char16_t* expected;
+  } rows[] = {
+      {"first", "abc", 0, true, u"Xbc"},
+      {"last", "abc", 2, true, u"abX"},
+      {"at length", "abc", 3, false, u"abc"},
+      {"far past", "abc", 0xFFFFFFFFu, false, u"abc"},
+      {"empty", "", 0, false, u""},
+      {"null", nullptr, 0, false, nullptr},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString s = Make(row.text, kztest::kBothForms);
+    CKZString other = s;
+    EXPECT_EQ(row.stored, s.SetAt(row.position, 'X'));
+    if (!row.stored && row.text != nullptr) {
+      EXPECT_EQ(A::Block(other), A::Block(s));  // refused: still shared
+      EXPECT_EQ(kztest::kBothForms, FormsOf(s));
+    }
+    if (row.expected == nullptr) {
+      EXPECT_TRUE(A::IsNull(s));
+    } else {
+      EXPECT_EQ(row.expected, W(s));
+    }
+  }
+}
+
+// Fault: a zero unit changes the length or is refused. Length keeps counting
+// past it; the multibyte form built afterwards ends at it.
+TEST(StringSetAt, ZeroUnitIsStoredLikeAnyOther) {
+  CKZString s = Make("abc", kztest::kBothForms);
+  EXPECT_TRUE(s.SetAt(1, 0));
+  EXPECT_EQ(3u, s.Length());
+  EXPECT_EQ(0, A::WideBuffer(s)[1]);
+  EXPECT_EQ('c', A::WideBuffer(s)[2]);
+  EXPECT_EQ("a", M(s));
+  EXPECT_EQ(1u, s.MbsLength());
+  EXPECT_EQ(3u, s.Length());
+}
+
+// Faults: case mapping goes beyond ASCII in the C locale, misses non-ASCII
+// letters in the multibyte locale, or changes the length. Expected values
+// are those of the Windows run-time (run under Wine) and of our POSIX layer.
+TEST(StringCase, Table) {
+  const bool mb = kztest::MultibyteLocale();
+  struct Row {
+    const char* name;
+    const char16_t* text;
+    const char16_t* upper;  // in the C locale
+    const char16_t* lower;
+    const char16_t* mbUpper;  // in the multibyte locale
+    const char16_t* mbLower;
+  } rows[] = {
+      {"ascii", u"aBc1 z!", u"ABC1 Z!", u"abc1 z!", u"ABC1 Z!", u"abc1 z!"},
+      {"latin", u"\u00e9\u00c9x", u"\u00e9\u00c9X", u"\u00e9\u00c9x",
+       u"\u00c9\u00c9X", u"\u00e9\u00e9x"},
+      {"greek", u"\u03b1\u0391\u03c9", u"\u03b1\u0391\u03c9",
+       u"\u03b1\u0391\u03c9", u"\u0391\u0391\u03a9", u"\u03b1\u03b1\u03c9"},
+      {"no case", u"\u65e5 1", u"\u65e5 1", u"\u65e5 1", u"\u65e5 1",
+       u"\u65e5 1"},
+      {"empty", u"", u"", u"", u"", u""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const WCHAR* text = reinterpret_cast<const WCHAR*>(row.text);
+    CKZString upper(text);
+    upper.MakeUpperCase();
+    EXPECT_EQ(mb ? row.mbUpper : row.upper, W(upper));
+    CKZString lower(text);
+    lower.MakeLowerCase();
+    EXPECT_EQ(mb ? row.mbLower : row.lower, W(lower));
+    EXPECT_EQ(std::u16string(row.text).size(), lower.Length());
+  }
+}
+
+// Fault: the multibyte form survives case mapping and still shows the old
+// text, or an empty value becomes null.
+TEST(StringCase, MultibyteFormIsRebuiltFromTheEditedText) {
+  CKZString s = Make("aBc", kztest::kBothForms);
+  s.MakeUpperCase();
+  EXPECT_FALSE(A::HasMbs(s));
+  EXPECT_EQ("ABC", M(s));
+  CKZString empty = Make("", kztest::kBothForms);
+  empty.MakeLowerCase();
+  EXPECT_FALSE(A::IsNull(empty));
+  EXPECT_EQ(kztest::kWideOnly, FormsOf(empty));
+  EXPECT_EQ(u"", W(empty));
+  CKZString null;
+  null.MakeUpperCase();
+  EXPECT_TRUE(A::IsNull(null));
+}
+
+// Fault: case mapping walks past a zero unit inside the text (by the length
+// field) and changes the units behind it.
+TEST(StringCase, StopsAtAZeroUnitInside) {
+  CKZString s(OLESTR("abxcd"));
+  ASSERT_TRUE(s.SetAt(2, 0));
+  s.MakeUpperCase();
+  ASSERT_EQ(5u, s.Length());
+  const WCHAR* units = A::WideBuffer(s);
+  EXPECT_EQ('A', units[0]);
+  EXPECT_EQ('B', units[1]);
+  EXPECT_EQ(0, units[2]);
+  EXPECT_EQ('c', units[3]);
+  EXPECT_EQ('d', units[4]);
+}
+
+// Fault: an edit of a multibyte-only text with zero bytes inside, in a
+// single-byte locale, uses a position measured by the byte length against a
+// wide form that ends at the first zero, and reads or writes past it. The
+// zero bytes stay in the text as zero units. (A multibyte locale measures
+// the wide form itself, so the case does not arise there.)
+TEST(StringZeroBytesInside, EditsStayInsideTheWideForm) {
+  if (kztest::MultibyteLocale()) GTEST_SKIP() << "single-byte locale only";
+  struct Row {
+    const char* name;
+    Edit edit;
+    ULONG length;
+    const char* units;  // the expected wide units, one char each
+  } rows[] = {
+      {"truncate left", [](CKZString& s) { s.TruncateLeft(3); }, 2, "\0\0"},
+      {"truncate right", [](CKZString& s) { s.TruncateRight(1); }, 4, "ab\0\0"},
+      {"set at", [](CKZString& s) { EXPECT_TRUE(s.SetAt(4, 'x')); }, 5,
+       "ab\0\0x"},
+      {"upper", [](CKZString& s) { s.MakeUpperCase(); }, 5, "AB\0\0\0"},
+      {"insert", [](CKZString& s) { EXPECT_EQ(6u, s.Insert(4, OLESTR('y'))); },
+       6, "ab\0\0y\0"},
+      {"right", [](CKZString& s) { s = s.Right(2); }, 2, "\0\0"},
+      {"sub string", [](CKZString& s) { s = s.SubString(3); }, 2, "\0\0"},
+      {"sub string inside", [](CKZString& s) { s = s.SubString(1, 3); }, 3,
+       "b\0\0"},
+  };
+  for (const Row& row : rows) {
+    for (bool shared : {false, true}) {
+      SCOPED_TRACE(std::string(row.name) + (shared ? ", shared" : ""));
+      CKZString s("ab\0\0\0", 5);
+      ASSERT_EQ(5u, s.Length());
+      CKZString other;
+      if (shared) other = s;
+      row.edit(s);
+      ASSERT_EQ(row.length, s.Length());
+      const WCHAR* units = A::WideBuffer(s);
+      for (ULONG i = 0; i < row.length; ++i) {
+        EXPECT_EQ(static_cast<WCHAR>(row.units[i]), units[i]) << "unit " << i;
+      }
+      EXPECT_EQ(0, units[row.length]);
+    }
+  }
+}
