@@ -1,5 +1,4 @@
 // The block: capacity rule, initial size, forms and lengths, allocators.
-#include "strings/string_block.h"
 
 #include <gtest/gtest.h>
 
