@@ -36,6 +36,19 @@ struct CKZStringTestAccess {
   }
   static int WideKind(const CKZString& s) { return s.m_block->wideAllocKind; }
   static int MbsKind(const CKZString& s) { return s.m_block->mbsAllocKind; }
+  // Takes one form out of the block, as unsharing does when it drops a form,
+  // and hands the buffer to the caller, who frees it by its kind. The other
+  // form must exist, so that the block keeps one.
+  static WCHAR* TakeWide(CKZString& s) {
+    WCHAR* wide = s.m_block->wideBuffer;
+    s.m_block->wideBuffer = nullptr;
+    return wide;
+  }
+  static char* TakeMbs(CKZString& s) {
+    char* mbs = s.m_block->mbsBuffer;
+    s.m_block->mbsBuffer = nullptr;
+    return mbs;
+  }
   // Protected members, for the tests of the comparison and format paths.
   static int Compare(const CKZString& s, const char* t, bool ignoreCase) {
     return s.Compare(t, ignoreCase);
