@@ -162,7 +162,7 @@ TEST(CaseFoldCompare, StricmpAsciiRows) {
 // before ASCII and even before the terminator. In UTF-8 they are parts of
 // characters: unsigned and never folded. (Code page 932 under Wine folds lead
 // bytes and half-width katakana in ways that follow no character meaning; no
-// row relies on that.)
+// row relies on more than that equal bytes stay equal.)
 TEST(CaseFoldCompare, StricmpHighBytes) {
   struct Row {
     const char* name;
@@ -184,6 +184,8 @@ TEST(CaseFoldCompare, StricmpHighBytes) {
        "\xEF\xBD\x81", -1},
       {"ASCII folds beside high bytes", LocaleKind::kUtf8, "\xC3\xA9X",
        "\xC3\xA9x", 0},
+      {"ASCII folds beside double bytes", LocaleKind::kCp932, "\x93\xFAX",
+       "\x93\xFAx", 0},
   };
   const LocaleKind kind = CurrentLocaleKind();
   int ran = 0;
