@@ -3,9 +3,7 @@
 // function changes. Built for Windows and run under Wine, it is the source
 // of platform/posix/casemap_table.inc (see tools/gen_casemap_table.py).
 //
-//   x86_64-w64-mingw32-g++-posix -O2 -static -o casemap_dump.exe \
-//       tools/casemap_dump.cpp
-//   WINEDEBUG=-all wine64 casemap_dump.exe .1252 > casemap.txt
+// Build and run it as tools/README.md shows.
 #include <clocale>
 #include <cstdio>
 #include <cwctype>
