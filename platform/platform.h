@@ -26,10 +26,13 @@ namespace platform {
 // Multibyte to wide and back when the run-time refuses the text: never fails.
 // A byte that starts no valid sequence of the locale becomes U+FFFD, one unit
 // for each such byte; a unit that the locale cannot represent (a lone
-// surrogate in UTF-8, a unit above 0xFF in the C locale) becomes '?', one
-// byte for each. So a form is never longer than the limits the block gives:
+// surrogate in UTF-8, a unit above 0xFF in the C locale, one without a byte
+// sequence in code page 932) becomes '?', one byte for each, never a
+// look-alike. So a form is never longer than the limits the block gives:
 // units <= bytes for the wide form, bytes <= units * MB_CUR_MAX for the other.
-// Stop at the first zero or at `limit`; return the count, no terminator.
+// Stop at the first zero or at `limit`, before a character (or surrogate
+// pair) that would not fit whole; return the count, no terminator written. A
+// null dst counts the whole text and ignores `limit`; a null src gives 0.
 KZ_PLATFORM_API std::size_t MbsToWideReplacing(WCHAR* dst, const char* src,
                                                std::size_t limit);
 KZ_PLATFORM_API std::size_t WideToMbsReplacing(char* dst, const WCHAR* src,

@@ -1,16 +1,17 @@
 // The run-time's multibyte conversions, delivering 16-bit units.
 //
-// Three kinds of locale: the C locale, where every byte is the unit of the
-// same value as on Windows (glibc refuses bytes 0x80 and up there); UTF-8,
-// decoded here with surrogate pairs for characters above U+FFFF; and any
-// other locale, through the C library one character at a time.
+// Three kinds of locale (locale_kind.h): the C locale, where every byte is
+// the unit of the same value as on Windows (glibc refuses bytes 0x80 and up
+// there); UTF-8, decoded here with surrogate pairs for characters above
+// U+FFFF; and any other locale, through the C library one character at a
+// time.
 #include <climits>
 #include <cstdint>
 #include <cstring>
 #include <cwchar>
-#include <langinfo.h>
 
 #include "platform/platform.h"
+#include "platform/posix/locale_kind.h"
 
 namespace {
 
@@ -18,16 +19,7 @@ constexpr std::size_t kFailed = static_cast<std::size_t>(-1);
 constexpr WCHAR kReplacementUnit = 0xFFFD;
 constexpr char kReplacementByte = '?';
 
-enum class LocaleKind { kBytes, kUtf8, kOther };
-
-LocaleKind CurrentKind() {
-  const char* codeset = nl_langinfo(CODESET);
-  if (std::strcmp(codeset, "UTF-8") == 0) return LocaleKind::kUtf8;
-  if (MB_CUR_MAX == 1 && std::strcmp(codeset, "ANSI_X3.4-1968") == 0) {
-    return LocaleKind::kBytes;
-  }
-  return LocaleKind::kOther;
-}
+using platform::posix::LocaleKind;
 
 bool IsHighSurrogate(std::uint32_t u) { return u >= 0xD800 && u <= 0xDBFF; }
 bool IsLowSurrogate(std::uint32_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
@@ -61,10 +53,14 @@ int DecodeUtf8(const unsigned char* s, std::uint32_t& cp) {
   return length;
 }
 
-// One character of another locale through the C library.
-int DecodeOther(const char* s, std::mbstate_t& state, std::uint32_t& cp) {
+// One character of another locale through the C library; `available` is the
+// count of bytes before the terminator, so the decoder never looks past it.
+int DecodeOther(const char* s, std::size_t available, std::mbstate_t& state,
+                std::uint32_t& cp) {
   wchar_t wc;
-  std::size_t n = std::mbrtowc(&wc, s, MB_CUR_MAX, &state);
+  std::size_t max = MB_CUR_MAX;
+  std::size_t n =
+      std::mbrtowc(&wc, s, available < max ? available : max, &state);
   if (n == static_cast<std::size_t>(-1) || n == static_cast<std::size_t>(-2) ||
       n == 0) {
     state = std::mbstate_t();
@@ -77,25 +73,27 @@ int DecodeOther(const char* s, std::mbstate_t& state, std::uint32_t& cp) {
 
 // Shared body of the strict and the replacing conversion: the strict one
 // gives up at the first bad byte, the replacing one writes U+FFFD for it.
+// With a destination, the text past `limit` units is not looked at.
 std::size_t ToWide(WCHAR* dst, const char* src, std::size_t limit,
                    bool replace) {
-  const LocaleKind kind = CurrentKind();
+  if (src == nullptr) return replace ? 0 : kFailed;
+  const LocaleKind kind = platform::posix::CurrentLocaleKind();
   const unsigned char* s = reinterpret_cast<const unsigned char*>(src);
+  const std::size_t length = kind == LocaleKind::kOther ? std::strlen(src) : 0;
   std::mbstate_t state = std::mbstate_t();
   std::size_t count = 0;
-  while (*s != 0 && (dst == nullptr || count < limit)) {
+  while (*s != 0) {
+    if (dst != nullptr && count == limit) break;
     std::uint32_t cp;
     int used;
-    if (kind == LocaleKind::kBytes) {
+    if (*s < 0x80 || kind == LocaleKind::kC) {
       cp = *s, used = 1;
     } else if (kind == LocaleKind::kUtf8) {
-      if (*s < 0x80) {
-        cp = *s, used = 1;  // ASCII needs no decoder
-      } else {
-        used = DecodeUtf8(s, cp);
-      }
+      used = DecodeUtf8(s, cp);
     } else {
-      used = DecodeOther(reinterpret_cast<const char*>(s), state, cp);
+      const char* at = reinterpret_cast<const char*>(s);
+      used = DecodeOther(at, length - static_cast<std::size_t>(at - src), state,
+                         cp);
     }
     if (used == 0) {
       if (!replace) return kFailed;
@@ -118,6 +116,9 @@ std::size_t ToWide(WCHAR* dst, const char* src, std::size_t limit,
     }
     s += used;
   }
+  // The run-time ends the text only when all of it fit and there is room
+  // left; the replacing form leaves that to its caller.
+  if (!replace && dst != nullptr && *s == 0 && count < limit) dst[count] = 0;
   return count;
 }
 
@@ -125,13 +126,13 @@ std::size_t ToWide(WCHAR* dst, const char* src, std::size_t limit,
 // bytes for it.
 int EncodeChar(LocaleKind kind, std::uint32_t cp, char* out,
                std::mbstate_t& state) {
-  if (kind == LocaleKind::kBytes) {
+  if (kind == LocaleKind::kC) {
     if (cp > 0xFF) return 0;
     out[0] = static_cast<char>(cp);
     return 1;
   }
+  if (cp >= 0xD800 && cp <= 0xDFFF) return 0;
   if (kind == LocaleKind::kUtf8) {
-    if (cp >= 0xD800 && cp <= 0xDFFF) return 0;
     if (cp < 0x80) {
       out[0] = static_cast<char>(cp);
       return 1;
@@ -153,7 +154,6 @@ int EncodeChar(LocaleKind kind, std::uint32_t cp, char* out,
     out[3] = static_cast<char>(0x80 | (cp & 0x3F));
     return 4;
   }
-  if (cp >= 0xD800 && cp <= 0xDFFF) return 0;
   std::size_t n = std::wcrtomb(out, static_cast<wchar_t>(cp), &state);
   if (n == static_cast<std::size_t>(-1)) {
     state = std::mbstate_t();
@@ -164,19 +164,30 @@ int EncodeChar(LocaleKind kind, std::uint32_t cp, char* out,
 
 std::size_t ToMbs(char* dst, const WCHAR* src, std::size_t limit,
                   bool replace) {
-  const LocaleKind kind = CurrentKind();
+  if (src == nullptr) return replace ? 0 : kFailed;
+  const LocaleKind kind = platform::posix::CurrentLocaleKind();
+  if (kind == LocaleKind::kC && dst == nullptr) {
+    // The Windows run-time counts a byte per unit here without looking at
+    // the units, so a text that it refuses to convert still has a length.
+    std::size_t units = 0;
+    while (src[units] != 0) ++units;
+    return units;
+  }
   std::mbstate_t state = std::mbstate_t();
   std::size_t count = 0;
   char bytes[MB_LEN_MAX > 8 ? MB_LEN_MAX : 8];
-  for (std::size_t i = 0; src[i] != 0;) {
+  std::size_t i = 0;
+  while (src[i] != 0) {
+    if (dst != nullptr && count == limit) break;
     std::uint32_t cp = src[i];
     std::size_t units = 1;
-    if (IsHighSurrogate(cp) && IsLowSurrogate(src[i + 1])) {
+    if (kind != LocaleKind::kC && IsHighSurrogate(cp) &&
+        IsLowSurrogate(src[i + 1])) {
       cp = 0x10000 + ((cp - 0xD800) << 10) + (src[i + 1] - 0xDC00);
       units = 2;
     }
     int n;
-    if (kind == LocaleKind::kUtf8 && cp < 0x80) {
+    if (cp < 0x80) {
       bytes[0] = static_cast<char>(cp);
       n = 1;
     } else {
@@ -186,7 +197,7 @@ std::size_t ToMbs(char* dst, const WCHAR* src, std::size_t limit,
       if (!replace) return kFailed;
       bytes[0] = kReplacementByte;
       n = 1;
-      units = 1;  // the unit that failed; a pair never fails as a pair
+      units = 1;  // the unit that failed; the next one gets its own turn
     }
     if (dst != nullptr) {
       // Whole characters only: stop where the next one does not fit.
@@ -195,6 +206,9 @@ std::size_t ToMbs(char* dst, const WCHAR* src, std::size_t limit,
     }
     count += static_cast<std::size_t>(n);
     i += units;
+  }
+  if (!replace && dst != nullptr && src[i] == 0 && count < limit) {
+    dst[count] = 0;
   }
   return count;
 }
@@ -206,11 +220,14 @@ namespace platform {
 // mbstowcs
 //
 // PARAMS   dst [O] units, or nullptr to count; src [I] zero-terminated bytes;
-//          n [I] room in units
-// RETURNS  units written (or needed), no terminator; (size_t)-1 for bytes the
-//          locale cannot convert
+//          n [I] room in units (ignored without dst)
+// RETURNS  units written (or needed), terminator not counted; (size_t)-1 for
+//          a null src or bytes that the locale cannot convert
 // NOTES    As the Windows run-time: the C locale maps each byte to the unit of
-//          the same value. A pair that would not fit whole is not begun.
+//          the same value; a terminator is written when the whole text and
+//          it fit in n; bytes past the n-th unit are not looked at. A surrogate
+//          pair that would not fit whole is not begun.
+//          tests/platform/conversions_test.cpp.
 std::size_t mbstowcs(WCHAR* dst, const char* src, std::size_t n) {
   return ToWide(dst, src, n, false);
 }
@@ -218,10 +235,16 @@ std::size_t mbstowcs(WCHAR* dst, const char* src, std::size_t n) {
 // wcstombs
 //
 // PARAMS   dst [O] bytes, or nullptr to count; src [I] zero-terminated units;
-//          n [I] room in bytes
-// RETURNS  bytes written (or needed), no terminator; (size_t)-1 for a unit the
-//          locale cannot represent (above 0xFF in the C locale, a lone
-//          surrogate in UTF-8)
+//          n [I] room in bytes (ignored without dst)
+// RETURNS  bytes written (or needed), terminator not counted; (size_t)-1 for
+//          a null src or a unit the locale cannot represent (above 0xFF in
+//          the C locale, a lone surrogate in UTF-8)
+// NOTES    As the Windows run-time: a character that does not fit whole in
+//          n stops the conversion without failing it; units past that point
+//          are not looked at; a terminator is written when the whole text
+//          and it fit. Without
+//          dst the C locale counts one byte per unit and refuses nothing.
+//          Windows crashes on a null src; here it fails.
 std::size_t wcstombs(char* dst, const WCHAR* src, std::size_t n) {
   return ToMbs(dst, src, n, false);
 }

@@ -43,7 +43,8 @@ bool GetHex(const OLECHAR*& in, int digits, std::uint32_t& value) {
 // PARAMS   guid [I] the GUID; buffer [O] receives the text; size [I] room in
 //          16-bit units
 // RETURNS  39 (the text and its terminator) on success; 0 if size < 39, and
-//          then nothing is written
+//          then nothing is written; 0 for a null buffer, which the library
+//          never passes (the Windows build returns 39 there under Wine)
 int StringFromGUID2(REFGUID guid, LPOLESTR buffer, int size) {
   if (buffer == nullptr || size < kGuidTextLength + 1) return 0;
   OLECHAR* out = buffer;
@@ -68,14 +69,16 @@ int StringFromGUID2(REFGUID guid, LPOLESTR buffer, int size) {
 // PARAMS   text [I] "{...}" as StringFromGUID2 writes it, hex in either
 //          case; clsid [O] the GUID
 // RETURNS  S_OK; E_INVALIDARG for a null clsid; CO_E_CLASSSTRING for any
-//          other text, with *clsid zeroed
-// NOTES    As on Windows, a null or empty text gives GUID_NULL and S_OK.
-//          Windows would also look a ProgID up in the registry; there is no
-//          registry here, so such a text fails like any other.
+//          other text, the empty text included
+// NOTES    As on Windows, a null text gives GUID_NULL and S_OK. On failure
+//          *clsid is GUID_NULL here; Windows may leave a partial parse in it,
+//          so callers must not read it. Windows would also look a ProgID up
+//          in the registry; there is no registry here, so such a text fails
+//          like any other. tests/platform/guid_test.cpp.
 HRESULT CLSIDFromString(LPCOLESTR text, LPCLSID clsid) {
   if (clsid == nullptr) return E_INVALIDARG;
   std::memset(clsid, 0, sizeof(GUID));
-  if (text == nullptr || text[0] == 0) return S_OK;
+  if (text == nullptr) return S_OK;
   std::size_t length = 0;
   while (text[length] != 0 && length <= kGuidTextLength) ++length;
   if (length != kGuidTextLength) return CO_E_CLASSSTRING;

@@ -34,20 +34,26 @@ namespace platform {
 // mbstowcs/wcstombs of the Windows run-time with 16-bit units. In the C
 // locale every byte 0x01-0xFF is the unit of the same value (and only those
 // units convert back); in a UTF-8 locale characters above U+FFFF become
-// surrogate pairs. Text that the locale cannot convert gives (size_t)-1.
-// A null dst only counts. `n` limits the output; no terminator is counted.
+// surrogate pairs. Text that the locale cannot convert gives (size_t)-1. A
+// null dst only counts, and `n` is then ignored. Otherwise `n` limits the
+// output: a character that would not fit whole stops the conversion without
+// failing it, and a terminator is written only when the whole text and it
+// fit. Details beside
+// the definitions in conversions.cpp.
 KZ_PLATFORM_API std::size_t mbstowcs(WCHAR* dst, const char* src,
                                      std::size_t n);
 KZ_PLATFORM_API std::size_t wcstombs(char* dst, const WCHAR* src,
                                      std::size_t n);
 
 // Case mapping of one 16-bit unit by the current locale: ASCII only in the C
-// locale, the platform's full table of 16-bit units in any other.
+// locale, the Windows run-time's table of 16-bit units in any other.
 KZ_PLATFORM_API WCHAR towlower(WCHAR c);
 KZ_PLATFORM_API WCHAR towupper(WCHAR c);
 
 // Comparison after folding to lower case by the locale, as the Windows
-// run-time does; _wcsicmp folds 16-bit units.
+// run-time does; _wcsicmp folds 16-bit units with towlower. Only the sign of
+// the result means anything; 0x7FFFFFFF for a null argument. In the C locale
+// _stricmp compares bytes as signed chars, as the Windows build does.
 KZ_PLATFORM_API int _stricmp(const char* a, const char* b);
 KZ_PLATFORM_API int _wcsicmp(const WCHAR* a, const WCHAR* b);
 
