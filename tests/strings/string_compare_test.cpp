@@ -2,6 +2,8 @@
 // present, unit and byte order, case, and positions in both forms.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "platform/platform.h"
@@ -57,6 +59,18 @@ CKZString WideWithZeros(const WString& units) {
   CKZString s(units.c_str(), static_cast<ULONG>(units.size()));
   WCHAR* buffer = const_cast<WCHAR*>(A::WideBuffer(s));
   for (std::size_t i = 0; i < units.size(); ++i) buffer[i] = units[i];
+  return s;
+}
+
+// A wide-only value in a buffer of exactly the text's size (a taken-over
+// buffer has no spare room), so that a scan past the terminator is a read
+// outside the allocation, which the sanitizer build reports.
+CKZString Exact(const WString& text) {
+  const std::size_t bytes = (text.size() + 1) * sizeof(WCHAR);
+  WCHAR* buffer = static_cast<WCHAR*>(std::malloc(bytes));
+  std::memcpy(buffer, text.c_str(), bytes);
+  CKZString s;
+  s.Attach_CRT(buffer);
   return s;
 }
 
@@ -321,18 +335,19 @@ TEST(StringCompare, WideUnitOrder) {
 }
 
 // A difference, a shorter text, a zero unit and a searched unit at every
-// position from 0 to 40. Fault caught: an off-by-one where the scan passes
-// from four units at a time to single units.
+// position from 0 to 40, in buffers without spare room. Faults caught: an
+// off-by-one where the scan passes from four units at a time to single units,
+// a word read past the terminator.
 TEST(StringCompare, EveryPositionOfTheWordLoops) {
   const std::size_t n = 41;
   const WString base(n, 'a');
-  CKZString whole(base.c_str());
+  CKZString whole = Exact(base);
   for (std::size_t p = 0; p < n; ++p) {
     SCOPED_TRACE("position " + std::to_string(p));
     const LONG pos = static_cast<LONG>(p);
     WString changed = base;
     changed[p] = 'b';
-    CKZString diff(changed.c_str());
+    CKZString diff = Exact(changed);
     EXPECT_EQ(-1, Sign(A::Compare(whole, diff)));
     EXPECT_EQ(1, Sign(A::Compare(diff, whole)));
     EXPECT_EQ(pos, diff.Find(static_cast<WCHAR>('b')));
@@ -340,7 +355,7 @@ TEST(StringCompare, EveryPositionOfTheWordLoops) {
     EXPECT_EQ(pos, diff.Find(Wide("b").c_str()));
     EXPECT_EQ(static_cast<LONG>(n), diff.Find(static_cast<WCHAR>(0)));
 
-    CKZString prefix(base.substr(0, p).c_str());
+    CKZString prefix = Exact(base.substr(0, p));
     EXPECT_EQ(-1, Sign(A::Compare(prefix, whole)));
 
     WString zeroed = base;
