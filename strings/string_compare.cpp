@@ -277,11 +277,11 @@ LONG CKZString::Find(const WCHAR* text) const {
   return -1;
 }
 
-LONG CKZString::Find(char byte) const {
+LONG CKZString::Find(char c) const {
   if (m_block == nullptr) return -1;
   m_block->EnsureMbs();
   const char* s = m_block->mbsBuffer;
-  return Position(std::strchr(s, byte), s);
+  return Position(std::strchr(s, c), s);
 }
 
 LONG CKZString::Find(const char* text) const {
@@ -309,9 +309,9 @@ LONG CKZString::ReverseFind(WCHAR unit) const {
   }
 }
 
-LONG CKZString::ReverseFind(char byte) const {
+LONG CKZString::ReverseFind(char c) const {
   if (m_block == nullptr) return -1;
   m_block->EnsureMbs();
   const char* s = m_block->mbsBuffer;
-  return Position(std::strrchr(s, byte), s);
+  return Position(std::strrchr(s, c), s);
 }
