@@ -136,13 +136,45 @@ inline bool AsciiFoldEqual(unsigned x, unsigned y) {
   return (x ^ y) == 0x20 && static_cast<unsigned>((x | 0x20) - 'a') < 26;
 }
 
-// _wcsicmp(a, b) == 0, without the run-time for ASCII units. The run-time
-// folds unit by unit, so a pair that isn't plain ASCII is asked about alone
-// and the walk goes on. Surrogates are handed to the run-time with the rest
-// of the text, from the start of their pair, so a fold that treats a pair as
-// one character gives the same answer too.
-bool WideCaseLessEqual(const WCHAR* a, const WCHAR* b) {
-  for (;; ++a, ++b) {
+// A word of ASCII lanes (16-bit units or bytes: `lanes` has a 1 in each)
+// with 'A'..'Z' turned to lower case. No lane carries into the next: each
+// value is below 0x80, and the sums stay below 0x100.
+inline std::uint64_t LowerAsciiLanes(std::uint64_t word, std::uint64_t lanes) {
+  const std::uint64_t upper =
+      (word + lanes * 0x3F) & ~(word + lanes * 0x25) & (lanes * 0x80);
+  return word | (upper >> 2);
+}
+
+// Over the first `n` units, which both texts are known to have, words of
+// four ASCII units are folded and compared at once. Stops at the first word
+// that isn't ASCII on both sides or doesn't fold equal; returns its index, or
+// a value past n when a common zero unit already decided that the texts are
+// equal.
+std::size_t WideAsciiRun(const WCHAR* a, const WCHAR* b, std::size_t n) {
+  constexpr std::uint64_t kNotAscii = 0xFF80FF80FF80FF80ull;
+  std::size_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const std::uint64_t x = Load4(a + i);
+    const std::uint64_t y = Load4(b + i);
+    if (((x | y) & kNotAscii) != 0 ||
+        LowerAsciiLanes(x, kLanes) != LowerAsciiLanes(y, kLanes)) {
+      break;
+    }
+    if (ZeroLanes(x) != 0) return n + 1;
+  }
+  return i;
+}
+
+// _wcsicmp(a, b) == 0, with the run-time asked only about units that aren't
+// ASCII. The first `n` units of both texts are readable (see WideAsciiRun).
+// The run-time folds unit by unit, so a pair that isn't plain ASCII is asked
+// about alone and the walk goes on. Surrogates are handed to the run-time
+// with the rest of the text, from the start of their pair, so a fold that
+// treats a pair as one character gives the same answer too.
+bool WideCaseLessEqual(const WCHAR* a, const WCHAR* b, std::size_t n) {
+  const std::size_t run = WideAsciiRun(a, b, n);
+  if (run > n) return true;
+  for (a += run, b += run;; ++a, ++b) {
     const unsigned x = *a;
     const unsigned y = *b;
     if (x == y) {
@@ -165,12 +197,26 @@ bool WideCaseLessEqual(const WCHAR* a, const WCHAR* b) {
   }
 }
 
-// _stricmp(a, b) == 0, without the run-time over a common run of ASCII. From
+// _stricmp(a, b) == 0, without the run-time over a common run of ASCII,
+// eight bytes at a time over the first `n` bytes that both texts have. From
 // the first byte that isn't ASCII on either side (a character boundary in
 // every multibyte encoding, since all before it were ASCII) the run-time
 // compares the rest.
-bool MbsCaseLessEqual(const char* a, const char* b) {
-  for (;; ++a, ++b) {
+bool MbsCaseLessEqual(const char* a, const char* b, std::size_t n) {
+  constexpr std::uint64_t kByteLanes = 0x0101010101010101ull;
+  constexpr std::uint64_t kNotAscii = 0x8080808080808080ull;
+  std::size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    std::uint64_t x, y;
+    std::memcpy(&x, a + i, sizeof x);
+    std::memcpy(&y, b + i, sizeof y);
+    if (((x | y) & kNotAscii) != 0 ||
+        LowerAsciiLanes(x, kByteLanes) != LowerAsciiLanes(y, kByteLanes)) {
+      break;
+    }
+    if (((x - kByteLanes) & ~x & kNotAscii) != 0) return true;
+  }
+  for (a += i, b += i;; ++a, ++b) {
     const unsigned x = static_cast<unsigned char>(*a);
     const unsigned y = static_cast<unsigned char>(*b);
     if (!IsAscii(x) || !IsAscii(y)) return platform::_stricmp(a, b) == 0;
@@ -182,27 +228,61 @@ bool MbsCaseLessEqual(const char* a, const char* b) {
   }
 }
 
+// How many leading units of `text` are known to exist without reading past
+// its end, up to `limit`: the text's length or `limit`, whichever is less.
+std::size_t KnownUnits(const WCHAR* text, std::uint32_t limit) {
+  std::size_t k = 0;
+  while (k < limit && text[k] != 0) ++k;
+  return k;
+}
+
+std::size_t KnownBytes(const char* text, std::uint32_t limit) {
+  const void* zero = std::memchr(text, 0, limit);
+  return zero == nullptr
+             ? limit
+             : static_cast<std::size_t>(static_cast<const char*>(zero) - text);
+}
+
+// The forms, built on first use; the test keeps the call out of the way once
+// a form is there.
+inline const WCHAR* WideForm(CKZStringBlock* block) {
+  if (block->wideBuffer == nullptr) block->EnsureWide();
+  return block->wideBuffer;
+}
+inline const char* MbsForm(CKZStringBlock* block) {
+  if (block->mbsBuffer == nullptr) block->EnsureMbs();
+  return block->mbsBuffer;
+}
+
 // The position of a pointer into a form, or -1 for none.
 LONG Position(const char* found, const char* start) {
   return found == nullptr ? -1 : static_cast<LONG>(found - start);
+}
+
+// Both values choose the encoding by the forms present before the call: wide
+// if both have it, else multibyte if both have that, else wide. Only a value
+// that lacks the chosen form gains it.
+bool ChooseMbs(const CKZStringBlock* a, const CKZStringBlock* b) {
+  const bool bothWide = a->wideBuffer != nullptr && b->wideBuffer != nullptr;
+  return !bothWide && a->mbsBuffer != nullptr && b->mbsBuffer != nullptr;
 }
 
 }  // namespace
 
 int CKZString::Compare(const char* text, bool ignoreCase) const {
   if (m_block == nullptr) return text == nullptr ? 0 : -1;
-  m_block->EnsureMbs();
+  const char* form = MbsForm(m_block);
   if (text == nullptr) return 1;
-  if (ignoreCase) return platform::_stricmp(m_block->mbsBuffer, text);
-  return CompareMbs(m_block->mbsBuffer, text);
+  if (ignoreCase) return platform::_stricmp(form, text);
+  return CompareMbs(form, text);
 }
 
 int CKZString::Compare(const WCHAR* text, bool ignoreCase) const {
   if (m_block == nullptr) return text == nullptr ? 0 : -1;
-  m_block->EnsureWide();
+  const WCHAR* form = WideForm(m_block);
   if (text == nullptr) return 1;
-  if (ignoreCase) return platform::_wcsicmp(m_block->wideBuffer, text);
-  return CompareWide(m_block->wideBuffer, text);
+  if (ignoreCase) return platform::_wcsicmp(form, text);
+  return CompareWide(form, text);
 }
 
 int CKZString::Compare(const CKZString& other) const {
@@ -210,46 +290,51 @@ int CKZString::Compare(const CKZString& other) const {
   if (m_block == other.m_block) return 0;
   if (m_block == nullptr) return -1;
   if (other.m_block == nullptr) return 1;
-  // The encoding follows the forms present before the call: only a value
-  // that lacks the wide form while the other has no multibyte form in common
-  // gains one.
-  if (!(HasWide() && other.HasWide()) && HasMbs() && other.HasMbs()) {
+  if (ChooseMbs(m_block, other.m_block)) {
     return CompareMbs(m_block->mbsBuffer, other.m_block->mbsBuffer);
   }
-  other.m_block->EnsureWide();
-  m_block->EnsureWide();
-  return CompareWideCounted(m_block->wideBuffer, m_block->wideLength,
-                            other.m_block->wideBuffer,
+  const WCHAR* theirs = WideForm(other.m_block);
+  const WCHAR* mine = WideForm(m_block);
+  return CompareWideCounted(mine, m_block->wideLength, theirs,
                             other.m_block->wideLength);
 }
 
 bool CKZString::CaseLessEqual(const CKZString& other) const {
   if (m_block == other.m_block) return true;
-  // A null string has neither form, so against a non-null one this is wide.
-  if (!(HasWide() && other.HasWide()) && HasMbs() && other.HasMbs()) {
-    return CaseLessEqual(static_cast<const char*>(other));
+  // A null string has neither form: against it the text overloads decide.
+  if (m_block == nullptr || other.m_block == nullptr) {
+    return CaseLessEqual(static_cast<const WCHAR*>(other));
   }
-  return CaseLessEqual(static_cast<const WCHAR*>(other));
+  if (ChooseMbs(m_block, other.m_block)) {
+    const std::uint32_t a = m_block->mbsLength;
+    const std::uint32_t b = other.m_block->mbsLength;
+    return MbsCaseLessEqual(m_block->mbsBuffer, other.m_block->mbsBuffer,
+                            a < b ? a : b);
+  }
+  const WCHAR* theirs = WideForm(other.m_block);
+  const WCHAR* mine = WideForm(m_block);
+  const std::uint32_t a = m_block->wideLength;
+  const std::uint32_t b = other.m_block->wideLength;
+  return WideCaseLessEqual(mine, theirs, a < b ? a : b);
 }
 
 bool CKZString::CaseLessEqual(const WCHAR* text) const {
   if (m_block == nullptr) return text == nullptr;
-  m_block->EnsureWide();
+  const WCHAR* form = WideForm(m_block);
   if (text == nullptr) return false;
-  return WideCaseLessEqual(m_block->wideBuffer, text);
+  return WideCaseLessEqual(form, text, KnownUnits(text, m_block->wideLength));
 }
 
 bool CKZString::CaseLessEqual(const char* text) const {
   if (m_block == nullptr) return text == nullptr;
-  m_block->EnsureMbs();
+  const char* form = MbsForm(m_block);
   if (text == nullptr) return false;
-  return MbsCaseLessEqual(m_block->mbsBuffer, text);
+  return MbsCaseLessEqual(form, text, KnownBytes(text, m_block->mbsLength));
 }
 
 LONG CKZString::Find(WCHAR unit) const {
   if (m_block == nullptr) return -1;
-  m_block->EnsureWide();
-  const WCHAR* s = m_block->wideBuffer;
+  const WCHAR* s = WideForm(m_block);
   const std::size_t end = std::size_t{m_block->wideLength} + 1;
   const std::size_t i = ScanForward(s, end, unit, true);
   return i < end && s[i] == unit ? static_cast<LONG>(i) : -1;
@@ -257,44 +342,38 @@ LONG CKZString::Find(WCHAR unit) const {
 
 LONG CKZString::Find(const WCHAR* text) const {
   if (m_block == nullptr || text == nullptr || text[0] == 0) return -1;
-  m_block->EnsureWide();
-  const WCHAR* s = m_block->wideBuffer;
-  const std::size_t end = TextEnd(s, m_block->wideLength);
-  // A needle longer than the text can't match: stop measuring it there.
-  std::size_t needleLength = 1;
-  while (text[needleLength] != 0 && needleLength <= end) ++needleLength;
-  if (needleLength > end) return -1;
-  // Each place where the first unit matches is checked for the rest.
-  const std::size_t last = end - needleLength;
-  const std::size_t restBytes = (needleLength - 1) * sizeof(WCHAR);
-  for (std::size_t i = 0; i <= last; ++i) {
-    i += ScanForward(s + i, last - i + 1, text[0], false);
-    if (i > last) break;
-    if (std::memcmp(s + i + 1, text + 1, restBytes) == 0) {
-      return static_cast<LONG>(i);
+  const WCHAR* s = WideForm(m_block);
+  const std::size_t end = std::size_t{m_block->wideLength} + 1;
+  // Each place where the first unit matches is checked for the rest; a zero
+  // unit of the form (the terminator at the latest) ends the search, and it
+  // also ends any check, since the needle has no zero unit.
+  const WCHAR first = text[0];
+  for (std::size_t i = 0;; ++i) {
+    if (s[i] != first) {
+      i += ScanForward(s + i, end - i, first, true);
+      if (i >= end || s[i] == 0) return -1;
     }
+    std::size_t k = 1;
+    while (text[k] != 0 && s[i + k] == text[k]) ++k;
+    if (text[k] == 0) return static_cast<LONG>(i);
   }
-  return -1;
 }
 
 LONG CKZString::Find(char c) const {
   if (m_block == nullptr) return -1;
-  m_block->EnsureMbs();
-  const char* s = m_block->mbsBuffer;
+  const char* s = MbsForm(m_block);
   return Position(std::strchr(s, c), s);
 }
 
 LONG CKZString::Find(const char* text) const {
   if (m_block == nullptr || text == nullptr) return -1;
-  m_block->EnsureMbs();
-  const char* s = m_block->mbsBuffer;
+  const char* s = MbsForm(m_block);
   return Position(std::strstr(s, text), s);
 }
 
 LONG CKZString::ReverseFind(WCHAR unit) const {
   if (m_block == nullptr) return -1;
-  m_block->EnsureWide();
-  const WCHAR* s = m_block->wideBuffer;
+  const WCHAR* s = WideForm(m_block);
   if (unit == 0) return static_cast<LONG>(TextEnd(s, m_block->wideLength));
   // Search from the end, then make sure no zero unit ends the text before
   // the place found; if one does, search again before that zero.
@@ -311,7 +390,6 @@ LONG CKZString::ReverseFind(WCHAR unit) const {
 
 LONG CKZString::ReverseFind(char c) const {
   if (m_block == nullptr) return -1;
-  m_block->EnsureMbs();
-  const char* s = m_block->mbsBuffer;
+  const char* s = MbsForm(m_block);
   return Position(std::strrchr(s, c), s);
 }

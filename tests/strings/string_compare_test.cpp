@@ -404,9 +404,10 @@ TEST(StringCompare, IgnoreCaseInBothEncodings) {
   }
 }
 
-// CaseLessEqual in every overload and pair of forms, on ASCII. Faults caught:
-// a fold by bit 0x20 alone ('@' and '`', '[' and '{'), a prefix taken for
-// equality, one encoding not folding.
+// CaseLessEqual in every overload and pair of forms, on ASCII, in short texts
+// and in words that the fast walk takes four units (eight bytes) at a time.
+// Faults caught: a fold by bit 0x20 alone ('@' and '`', '[' and '{'), a
+// prefix taken for equality, one encoding not folding.
 TEST(StringCaseLessEqual, AsciiInEveryOverload) {
   struct Row {
     const char* name;
@@ -421,6 +422,14 @@ TEST(StringCaseLessEqual, AsciiInEveryOverload) {
       {"'@' and '`' differ in 0x20 only", "a@", "a`", false},
       {"'[' and '{' differ in 0x20 only", "[", "{", false},
       {"'Z' and 'z'", "Z", "z", true},
+      {"every letter, in long words", "ABCDEFGHIJKLMNOPQRSTUVWXYZ@[`{",
+       "abcdefghijklmnopqrstuvwxyz@[`{", true},
+      {"'@' and '`' in the first word", "abcd@fghijklmnop", "ABCD`FGHIJKLMNOP",
+       false},
+      {"'[' and '{' in the second word", "abcdefghi[klmnopqr",
+       "ABCDEFGHI{KLMNOPQR", false},
+      {"difference after a long run", "abcdefghijklmnopX", "ABCDEFGHIJKLMNOPY",
+       false},
       {"different letters", "abc", "abd", false},
       {"prefix", "abc", "ABCD", false},
       {"empty texts", "", "", true},
@@ -441,6 +450,32 @@ TEST(StringCaseLessEqual, AsciiInEveryOverload) {
         EXPECT_EQ(std::string(row.left) == row.right, left == right);
       }
     }
+  }
+}
+
+// A zero unit inside the wide form ends the text for CaseLessEqual too.
+// Fault caught: the fast ASCII walk going on past a zero unit.
+TEST(StringCaseLessEqual, ZeroUnitEndsTheText) {
+  struct Row {
+    const char* name;
+    WString left, right;
+    bool equal;
+  } rows[] = {
+      {"zero in the first word", Units({'a', 'b', 0, 'd', 'e', 'f', 'g', 'h'}),
+       Units({'A', 'B', 0, 'D', 'x', 'y', 'z', 'z'}), true},
+      {"zero in a later word",
+       Units({'a', 'b', 'c', 'd', 'e', 0, 'G', 'h', 'i'}),
+       Units({'A', 'B', 'C', 'D', 'E', 0, 'g', 'H', 'x'}), true},
+      {"difference before the zero",
+       Units({'a', 'b', 'c', 'd', 'e', 0, 'g', 'h'}),
+       Units({'A', 'B', 'C', 'D', 'X', 0, 'g', 'h'}), false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString left = WideWithZeros(row.left);
+    CKZString right = WideWithZeros(row.right);
+    EXPECT_EQ(row.equal, left.CaseLessEqual(right));
+    EXPECT_EQ(row.equal, right.CaseLessEqual(left));
   }
 }
 
