@@ -53,8 +53,10 @@ function(_kzcommon_add_string_tables target)
     endif()
     _kzcommon_rc_utf8_option(utf8)
     target_sources(${target} PRIVATE ${rc_files})
-    target_compile_options(${target} PRIVATE
-      "$<$<COMPILE_LANGUAGE:RC>:${utf8}>")
+    # A source property: CMake passes only -D and -I of the target's compile
+    # options on to a resource compiler.
+    set_source_files_properties(${rc_files} TARGET_DIRECTORY ${target}
+      PROPERTIES COMPILE_OPTIONS "${utf8}")
     return()
   endif()
 

@@ -79,7 +79,7 @@ bool Find(const Bytes& image, UINT id = 1, LangId user = 0x0409,
   std::unique_ptr<unsigned char[]> copy(new unsigned char[image.size() + 1]);
   // +1 keeps new[] from returning null-like storage for size 0; the reader
   // is told the true size.
-  std::memcpy(copy.get(), image.data(), image.size());
+  if (!image.empty()) std::memcpy(copy.get(), image.data(), image.size());
   const unsigned char* units = nullptr;
   std::uint32_t length = 0;
   bool found =
@@ -98,7 +98,7 @@ bool Find(const Bytes& image, UINT id = 1, LangId user = 0x0409,
 struct ExactImage {
   explicit ExactImage(const Bytes& image)
       : bytes(new unsigned char[image.size()]), size(image.size()) {
-    std::memcpy(bytes.get(), image.data(), image.size());
+    if (!image.empty()) std::memcpy(bytes.get(), image.data(), image.size());
   }
   std::unique_ptr<unsigned char[]> bytes;
   std::size_t size;
