@@ -46,7 +46,7 @@ function(_kzcommon_add_string_tables target)
   endif()
 
   if(WIN32)
-    if(NOT CMAKE_RC_COMPILER)
+    if(NOT CMAKE_RC_COMPILE_OBJECT)
       message(FATAL_ERROR
         "kzcommon_add_catalog(${target}): no resource compiler; enable the "
         "RC language (project(... LANGUAGES C CXX RC))")
@@ -103,10 +103,12 @@ function(_kzcommon_add_string_tables target)
     math(EXPR index "${index} + 1")
   endforeach()
 
-  get_property(languages GLOBAL PROPERTY ENABLED_LANGUAGES)
-  if("CXX" IN_LIST languages)
+  # A language enabled in this folder: the global list also holds those of
+  # other folders (kzcommon's own, under add_subdirectory), whose rules this
+  # folder does not have.
+  if(CMAKE_CXX_COMPILER_LOADED)
     set(source "${work}/string_tables.cpp")
-  elseif("C" IN_LIST languages)
+  elseif(CMAKE_C_COMPILER_LOADED)
     set(source "${work}/string_tables.c")
   else()
     message(FATAL_ERROR
@@ -146,11 +148,13 @@ function(kzcommon_add_catalog target)
   if(WIN32)
     # LoadLibraryW(L"<target>") opens <target>.dll. Nothing to link: no
     # run-time, no entry point.
-    get_property(languages GLOBAL PROPERTY ENABLED_LANGUAGES)
-    if("C" IN_LIST languages)
+    if(CMAKE_CXX_COMPILER_LOADED)
+      set(linker CXX)
+    elseif(CMAKE_C_COMPILER_LOADED)
       set(linker C)
     else()
-      set(linker CXX)
+      message(FATAL_ERROR
+        "kzcommon_add_catalog(${target}): enable the C or CXX language")
     endif()
     set_target_properties(${target} PROPERTIES
       PREFIX "" SUFFIX ".dll" LINKER_LANGUAGE ${linker})

@@ -49,8 +49,8 @@ KZ_PLATFORM_API bool FindResourceString(const void* image, std::size_t size,
                                         const unsigned char** units,
                                         std::uint32_t* length);
 
-// LoadStringW on an image; the contract of LoadStringW in module.cpp, with
-// the user's language given.
+// LoadStringW on an image: the contract of LoadStringW in string_table.cpp,
+// with the user's language given.
 KZ_PLATFORM_API int LoadStringFromImage(const void* image, std::size_t size,
                                         UINT id, LangId userLanguage,
                                         LPWSTR buffer, int limit);
