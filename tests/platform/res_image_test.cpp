@@ -1,0 +1,318 @@
+// The .res reader on raw images: malformed and truncated images are refused
+// without a read past their end (each image lies in a heap block of exactly
+// its size, so AddressSanitizer sees any such read), the language order, and
+// the locale names that give the user's language.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/posix/string_table.h"
+
+#include "test_support.h"
+
+namespace {
+
+using platform::FindResourceString;
+using platform::LangId;
+using platform::LoadStringFromImage;
+using Bytes = std::vector<unsigned char>;
+
+void PutWord(Bytes& out, std::uint32_t value) {
+  out.push_back(static_cast<unsigned char>(value));
+  out.push_back(static_cast<unsigned char>(value >> 8));
+}
+void PutDword(Bytes& out, std::uint32_t value) {
+  PutWord(out, value & 0xFFFF);
+  PutWord(out, value >> 16);
+}
+void Align(Bytes& out) {
+  while (out.size() % 4 != 0) out.push_back(0);
+}
+
+// A string block: 16 counted strings, the missing ones empty.
+Bytes Block(std::initializer_list<std::pair<int, std::u16string>> strings) {
+  std::u16string texts[16];
+  for (const auto& s : strings) texts[s.first] = s.second;
+  Bytes out;
+  for (const std::u16string& text : texts) {
+    PutWord(out, static_cast<std::uint32_t>(text.size()));
+    for (char16_t unit : text) PutWord(out, unit);
+  }
+  return out;
+}
+
+// One record as a resource compiler writes it, type and name as ordinals.
+void PutRecord(Bytes& out, std::uint16_t type, std::uint16_t name,
+               LangId language, const Bytes& data) {
+  PutDword(out, static_cast<std::uint32_t>(data.size()));
+  PutDword(out, 32);
+  PutWord(out, 0xFFFF);
+  PutWord(out, type);
+  PutWord(out, 0xFFFF);
+  PutWord(out, name);
+  PutDword(out, 0);      // DataVersion
+  PutWord(out, 0x1030);  // MemoryFlags
+  PutWord(out, language);
+  PutDword(out, 0);  // Version
+  PutDword(out, 0);  // Characteristics
+  out.insert(out.end(), data.begin(), data.end());
+  Align(out);
+}
+
+// The empty record that opens every .res file, then block 1 (ids 0-15) in
+// English (United States) with "hello" at id 1.
+Bytes ValidImage() {
+  Bytes out;
+  PutRecord(out, 0, 0, 0, Bytes());
+  PutRecord(out, 6, 1, 0x0409, Block({{1, u"hello"}}));
+  return out;
+}
+constexpr std::size_t kSecondRecord = 32;
+
+// Finds id 1 in a heap copy of exactly the image's size.
+bool Find(const Bytes& image, UINT id = 1, LangId user = 0x0409,
+          std::u16string* text = nullptr) {
+  std::unique_ptr<unsigned char[]> copy(new unsigned char[image.size() + 1]);
+  // +1 keeps new[] from returning null-like storage for size 0; the reader
+  // is told the true size.
+  if (!image.empty()) std::memcpy(copy.get(), image.data(), image.size());
+  const unsigned char* units = nullptr;
+  std::uint32_t length = 0;
+  bool found =
+      FindResourceString(copy.get(), image.size(), id, user, &units, &length);
+  if (found && text != nullptr) {
+    text->clear();
+    for (std::uint32_t i = 0; i < length; ++i) {
+      text->push_back(
+          static_cast<char16_t>(units[2 * i] | units[2 * i + 1] << 8));
+    }
+  }
+  return found;
+}
+
+// An exactly-sized heap copy for the tests that need the end to be the end.
+struct ExactImage {
+  explicit ExactImage(const Bytes& image)
+      : bytes(new unsigned char[image.size()]), size(image.size()) {
+    if (!image.empty()) std::memcpy(bytes.get(), image.data(), image.size());
+  }
+  std::unique_ptr<unsigned char[]> bytes;
+  std::size_t size;
+};
+
+// The reader's positive case, so that the refusals below mean something.
+TEST(ResImage, ValidImageIsRead) {
+  std::u16string text;
+  ASSERT_TRUE(Find(ValidImage(), 1, 0x0409, &text));
+  EXPECT_EQ(u"hello", text);
+  EXPECT_TRUE(Find(ValidImage(), 15, 0x0409, &text));  // same block, no text
+  EXPECT_EQ(u"", text);
+  EXPECT_FALSE(Find(ValidImage(), 16));  // no block 2
+}
+
+// Every cut of the image before the end of its string data is refused: a
+// reader that trusts a size field reads past the cut (ASan) or returns text.
+TEST(ResImage, EveryTruncationIsRefused) {
+  const Bytes image = ValidImage();
+  const std::size_t dataEnd =
+      kSecondRecord + 32 + Block({{1, u"hello"}}).size();
+  for (std::size_t cut = 0; cut < dataEnd; ++cut) {
+    SCOPED_TRACE(cut);
+    ExactImage exact(Bytes(image.begin(), image.begin() + cut));
+    const unsigned char* units = nullptr;
+    std::uint32_t length = 0;
+    EXPECT_FALSE(FindResourceString(exact.bytes.get(), exact.size, 1, 0x0409,
+                                    &units, &length));
+  }
+}
+
+// Size fields that lie: each row patches one field of a valid image. The
+// reader must refuse the image, not loop, and not wrap around in its
+// arithmetic.
+TEST(ResImage, LyingSizesAreRefused) {
+  struct Row {
+    const char* name;
+    std::size_t offset;  // of the patched DWORD or WORD
+    std::uint32_t value;
+    int width;
+  };
+  const std::size_t block = kSecondRecord + 32;
+  const Row rows[] = {
+      {"zero-size record", 4, 0, 4},
+      {"header smaller than its sizes", kSecondRecord + 4, 4, 4},
+      {"header too small for its tail", kSecondRecord + 4, 24, 4},
+      {"header size not DWORD-aligned", kSecondRecord + 4, 30, 4},
+      {"header size past the end", kSecondRecord + 4, 0x1000, 4},
+      {"header size overflows", kSecondRecord + 4, 0xFFFFFFFF, 4},
+      {"data size past the end", kSecondRecord, 0x1000, 4},
+      {"data size overflows", kSecondRecord, 0xFFFFFFFF, 4},
+      {"header + data wraps in 32 bits", kSecondRecord, 0xFFFFFFF0, 4},
+      {"string count past the block", block + 2, 0x7FFF, 2},
+      {"first count past the block", block, 0xFFFF, 2},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Bytes image = ValidImage();
+    for (int i = 0; i < row.width; ++i) {
+      image[row.offset + i] = static_cast<unsigned char>(row.value >> (8 * i));
+    }
+    EXPECT_FALSE(Find(image));
+  }
+}
+
+// Records whose structure, not a size, is broken.
+TEST(ResImage, BrokenRecordsAreRefused) {
+  // A block that holds 3 of its 16 strings, data size consistent with that.
+  Bytes shortBlock;
+  PutRecord(shortBlock, 6, 1, 0x0409, Bytes{1, 0, 'a', 0, 0, 0, 0, 0});
+  EXPECT_TRUE(Find(shortBlock, 0));
+  EXPECT_FALSE(Find(shortBlock, 10)) << "truncated block";
+
+  Bytes emptyData;
+  PutRecord(emptyData, 6, 1, 0x0409, Bytes());
+  EXPECT_FALSE(Find(emptyData)) << "string block without data";
+
+  // A type name that runs to the end of the header without a terminator.
+  Bytes unterminated;
+  PutDword(unterminated, 0);
+  PutDword(unterminated, 32);
+  for (int i = 0; i < 12; ++i) PutWord(unterminated, 'A');
+  EXPECT_FALSE(Find(unterminated)) << "unterminated name";
+
+  // A partial header behind the last record.
+  Bytes trailing = ValidImage();
+  trailing.insert(trailing.end(), {1, 2, 3, 4});
+  EXPECT_FALSE(Find(trailing)) << "trailing bytes";
+
+  EXPECT_FALSE(Find(Bytes())) << "empty image";
+  const unsigned char* units = nullptr;
+  std::uint32_t length = 0;
+  EXPECT_FALSE(FindResourceString(nullptr, 64, 1, 0x0409, &units, &length));
+}
+
+// Names and types given as strings are not RT_STRING blocks; padding missing
+// after the last record is no fault; the first of two equal records stands.
+TEST(ResImage, RecordsThatAreNotStringBlocks) {
+  Bytes named;
+  PutDword(named, 0);
+  PutDword(named, 36);
+  for (char16_t unit : std::u16string(u"STR")) PutWord(named, unit);
+  PutWord(named, 0);
+  PutWord(named, 0xFFFF);
+  PutWord(named, 1);
+  Align(named);
+  for (int i = 0; i < 4; ++i) PutDword(named, 0);
+  ASSERT_EQ(36u, named.size());
+  EXPECT_FALSE(Find(named));
+
+  Bytes twice;
+  PutRecord(twice, 6, 1, 0x0409, Block({{1, u"first"}}));
+  PutRecord(twice, 6, 1, 0x0409, Block({{1, u"second"}}));
+  std::u16string text;
+  EXPECT_TRUE(Find(twice, 1, 0x0409, &text));
+  EXPECT_EQ(u"first", text);
+
+  Bytes unpadded;
+  PutRecord(unpadded, 6, 1, 0x0409, Block({{1, u"x"}}));
+  unpadded.resize(unpadded.size() - 2);  // 16 counts + 1 unit = 34 bytes
+  EXPECT_TRUE(Find(unpadded, 1, 0x0409, &text));
+  EXPECT_EQ(u"x", text);
+}
+
+// LoadStringW's contract on an image: a malformed one gives 0 and leaves the
+// buffer alone; limit 0 gives the length and the text in place.
+TEST(ResImage, LoadStringFromImage) {
+  Bytes broken = ValidImage();
+  broken[kSecondRecord] = 0xFF;
+  ExactImage bad(broken);
+  WCHAR buffer[8] = {0x7777};
+  EXPECT_EQ(
+      0, LoadStringFromImage(bad.bytes.get(), bad.size, 1, 0x0409, buffer, 8));
+  EXPECT_EQ(0x7777, buffer[0]);
+
+  ExactImage good(ValidImage());
+  EXPECT_EQ(3, LoadStringFromImage(good.bytes.get(), good.size, 1, 0x0409,
+                                   buffer, 4));
+  EXPECT_EQ(u"hel", kztest::W(buffer));
+  EXPECT_EQ(0, LoadStringFromImage(good.bytes.get(), good.size, 1, 0x0409,
+                                   buffer, -1));
+  const WCHAR* text = nullptr;
+  EXPECT_EQ(5, LoadStringFromImage(good.bytes.get(), good.size, 1, 0x0409,
+                                   reinterpret_cast<LPWSTR>(&text), 0));
+  EXPECT_EQ(
+      reinterpret_cast<const WCHAR*>(good.bytes.get() + kSecondRecord + 32 + 4),
+      text);
+}
+
+// The language order with the user's language given: neutral, the user's,
+// its primary language with the neutral sublanguage, English (United
+// States), then the lowest id, whatever the order in the file.
+TEST(ResImage, LanguageOrder) {
+  Bytes image;
+  PutRecord(image, 6, 1, 0x0409, Block({{0, u"en-US"}}));
+  PutRecord(image, 6, 1, 0x0407, Block({{0, u"de-DE"}}));
+  PutRecord(image, 6, 2, 0x040C, Block({{0, u"fr-FR"}}));
+  PutRecord(image, 6, 2, 0x0407, Block({{0, u"de-DE"}}));
+  PutRecord(image, 6, 3, 0x0409, Block({{0, u"en-US"}}));
+  PutRecord(image, 6, 3, 0x0000, Block({{0, u"neutral"}}));
+  PutRecord(image, 6, 4, 0x0409, Block({{0, u"en-US"}}));
+  PutRecord(image, 6, 4, 0x0007, Block({{0, u"de"}}));
+  struct Row {
+    LangId user;
+    UINT id;
+    const char16_t* text;
+  };
+  const Row rows[] = {
+      {0x0407, 0, u"de-DE"},    {0x0409, 0, u"en-US"},
+      {0x0C07, 0, u"en-US"},    {0x0411, 16, u"de-DE"},
+      {0x040C, 16, u"fr-FR"},   {0x0C0C, 16, u"de-DE"},
+      {0x0409, 32, u"neutral"}, {0x0407, 32, u"neutral"},
+      {0x0C07, 48, u"de"},      {0x0409, 48, u"en-US"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::Message()
+                 << std::hex << row.user << " id " << std::dec << row.id);
+    std::u16string text;
+    ASSERT_TRUE(Find(image, row.id, row.user, &text));
+    EXPECT_EQ(std::u16string(row.text), text);
+  }
+}
+
+// Locale names as the environment gives them, to Windows language ids: code
+// set and modifier ignored, case ignored, unknown names and "C" give 0.
+TEST(ResImage, LanguageFromLocaleName) {
+  const struct {
+    const char* name;
+    LangId id;
+  } rows[] = {
+      {"de_DE.UTF-8", 0x0407},
+      {"de", 0x0407},
+      {"DE_de", 0x0407},
+      {"de-AT", 0x0C07},
+      {"de_DE@euro", 0x0407},
+      {"fr_CA.ISO-8859-1", 0x0C0C},
+      {"en_GB.UTF-8", 0x0809},
+      {"pt_BR", 0x0416},
+      {"zh_TW.Big5", 0x0404},
+      {"C", 0},
+      {"C.UTF-8", 0},
+      {"POSIX", 0},
+      {"", 0},
+      {"de_JP", 0},
+      {"xx_YY", 0},
+      {"de_DE_x", 0},
+      {"deutsch", 0},
+      {"de_", 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.id, platform::LanguageFromLocaleName(row.name));
+  }
+  EXPECT_EQ(0, platform::LanguageFromLocaleName(nullptr));
+}
+
+}  // namespace

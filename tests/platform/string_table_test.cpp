@@ -1,0 +1,254 @@
+// LoadStringW on catalog modules: the contract of the platform's function,
+// one table for both builds (expected values from Windows as Wine runs it),
+// the language choice, and the library's own table.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "fixtures/test_catalog.h"
+#include "test_support.h"
+
+namespace {
+
+using namespace kztest;
+
+constexpr WCHAR kUntouched = 0x7777;
+
+std::u16string Units(const WCHAR* text, int count) {
+  std::u16string out;
+  for (int i = 0; i < count; ++i) out.push_back(static_cast<char16_t>(text[i]));
+  return out;
+}
+
+class StringTable : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { module_ = LoadLibraryW(TestCatalogName()); }
+  static void TearDownTestSuite() {
+    if (module_ != nullptr) FreeLibrary(module_);
+    module_ = nullptr;
+  }
+  void SetUp() override {
+    ASSERT_NE(nullptr, module_) << "kz_test_catalog must lie beside the tests";
+  }
+  static HMODULE module_;
+};
+HMODULE StringTable::module_ = nullptr;
+
+// The limit, terminator and id rules, where an off-by-one in the copy, a
+// terminator written past the limit, a block number computed from the full
+// 32-bit id or a block boundary taken one id early would show.
+TEST_F(StringTable, ContractTable) {
+  struct Row {
+    const char* name;
+    UINT id;
+    int limit;
+    int expected;
+    const char16_t* text;  // nullptr: nothing may be written
+  };
+  const Row rows[] = {
+      {"limit 1 writes nothing", kIdLetters, 1, 0, nullptr},
+      {"limit 2 keeps one unit", kIdLetters, 2, 1, u"A"},
+      {"limit one short cuts the last unit", kIdLetters, 10, 9, u"ABCDEFGHI"},
+      {"exact fit with its terminator", kIdLetters, 11, 10, u"ABCDEFGHIJ"},
+      {"room to spare", kIdLetters, 64, 10, u"ABCDEFGHIJ"},
+      {"id 0 is a string like any other", kIdZero, 64, 4, u"zero"},
+      {"last id of block 1", kIdFifteen, 64, 7, u"fifteen"},
+      {"first id of block 2", kIdSixteen, 64, 7, u"sixteen"},
+      {"last id of block 2", kIdThirtyOne, 64, 10, u"thirty-one"},
+      {"non-ASCII text with a surrogate pair", kIdNonAscii, 64, 14,
+       u"Gr\u00fc\u00dfe \u2013 \u65e5\u672c\u8a9e \U0001F600"},
+      {"a cut may split a surrogate pair", kIdNonAscii, 14, 13,
+       u"Gr\u00fc\u00dfe \u2013 \u65e5\u672c\u8a9e \xD83D"},
+      {"missing id of a block gets a terminator", kIdMissingInBlock, 64, 0,
+       u""},
+      {"missing id with limit 1 writes nothing", kIdMissingInBlock, 1, 0,
+       nullptr},
+      {"empty string", kIdEmpty, 64, 0, u""},
+      {"missing block writes nothing", kIdMissingBlock, 64, 0, nullptr},
+      {"id 65535 lies in block 4096", kIdTop, 64, 6, u"top id"},
+      {"only the low word of the id counts", 0x10000u + kIdLetters, 64, 10,
+       u"ABCDEFGHIJ"},
+      {"low word without a block", 0x10000u + kIdMissingBlock, 64, 0, nullptr},
+      {"table of the second .rc file", kIdSecondFile, 64, 20,
+       u"from the second file"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    WCHAR buffer[80];
+    for (WCHAR& unit : buffer) unit = kUntouched;
+    int count = LoadStringW(module_, row.id, buffer, row.limit);
+    EXPECT_EQ(row.expected, count);
+    if (row.text == nullptr) {
+      EXPECT_EQ(kUntouched, buffer[0]);
+      continue;
+    }
+    ASSERT_GE(count, 0);
+    EXPECT_EQ(std::u16string(row.text), Units(buffer, count));
+    EXPECT_EQ(0, buffer[count]) << "terminator";
+    EXPECT_EQ(kUntouched, buffer[row.limit]) << "written past the limit";
+  }
+}
+
+// Texts longer than the catalog's first buffer (260) and its reload (520)
+// arrive whole from a buffer that is large enough: a reader that stops at a
+// fixed size or mixes up two records of a long block would cut or garble them.
+TEST_F(StringTable, LongTextsArriveWhole) {
+  struct Row {
+    UINT id;
+    int length;
+  };
+  const Row rows[] = {{kIdText126, 126},
+                      {kIdText127, 127},
+                      {kIdText259, 259},
+                      {kIdText600, 600},
+                      {kIdText1100, 1100}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.length);
+    std::basic_string<WCHAR> buffer(2000, kUntouched);
+    int count = LoadStringW(module_, row.id, &buffer[0], 2000);
+    ASSERT_EQ(row.length, count);
+    EXPECT_EQ(Pattern(row.length), Units(buffer.data(), count));
+    EXPECT_EQ(0, buffer[count]);
+  }
+}
+
+// Limit 0 asks for the text in place: the length comes back and the pointer
+// points at the text, not terminated. With no block the pointer stays as it
+// was; an id without text in an existing block still gives a pointer.
+TEST_F(StringTable, LimitZeroGivesTheTextInPlace) {
+  const WCHAR* text = nullptr;
+  EXPECT_EQ(
+      10, LoadStringW(module_, kIdLetters, reinterpret_cast<LPWSTR>(&text), 0));
+  ASSERT_NE(nullptr, text);
+  EXPECT_EQ(u"ABCDEFGHIJ", Units(text, 10));
+
+  const WCHAR sentinel[] = {kUntouched, 0};
+  text = sentinel;
+  EXPECT_EQ(0, LoadStringW(module_, kIdMissingBlock,
+                           reinterpret_cast<LPWSTR>(&text), 0));
+  EXPECT_EQ(sentinel, text);
+
+  text = sentinel;
+  EXPECT_EQ(0, LoadStringW(module_, kIdMissingInBlock,
+                           reinterpret_cast<LPWSTR>(&text), 0));
+  EXPECT_NE(sentinel, text);
+}
+
+// Handles that are not modules with tables give 0 and never crash: the
+// main program (null) has no string table, a pointer to the stack is no
+// module, and a null buffer is refused.
+TEST_F(StringTable, NoTableNoText) {
+  WCHAR buffer[16];
+  for (WCHAR& unit : buffer) unit = kUntouched;
+  EXPECT_EQ(0, LoadStringW(nullptr, kIdLetters, buffer, 16));
+  int local = 0;
+  EXPECT_EQ(0, LoadStringW(reinterpret_cast<HMODULE>(&local), kIdLetters,
+                           buffer, 16));
+  EXPECT_EQ(kUntouched, buffer[0]);
+  EXPECT_EQ(0, LoadStringW(module_, kIdLetters, nullptr, 16));
+}
+
+// Which language of a block is read, for the user's language that the
+// process was started with (LC_ALL; CTest runs one process per locale).
+// Order: neutral, the user's language, its primary language, English (United
+// States), then the lowest language id. A reader that takes the first block
+// in the file, or matches the primary language alone (fr_CA picking fr_FR),
+// fails a row.
+TEST(StringTableLanguage, ChoiceFollowsTheUsersLanguage) {
+  const char* locale = std::getenv("KZ_TEST_USER_LOCALE");
+  if (locale == nullptr) GTEST_SKIP() << "run by CTest with LC_ALL set";
+  struct Row {
+    const char* locale;
+    const char16_t* both;         // 160: en-US and de-DE
+    const char16_t* german;       // 176: de-DE only
+    const char16_t* frenchFirst;  // 192: fr-FR, then de-DE in the file
+    const char16_t* neutral;      // 208: neutral and en-US
+  };
+  const Row rows[] = {
+      {"C", u"English 160", u"nur Deutsch 176", u"Deutsch 192", u"neutral 208"},
+      {"de_DE.UTF-8", u"Deutsch 160", u"nur Deutsch 176", u"Deutsch 192",
+       u"neutral 208"},
+      {"de", u"Deutsch 160", u"nur Deutsch 176", u"Deutsch 192",
+       u"neutral 208"},
+      {"de_AT.UTF-8", u"English 160", u"nur Deutsch 176", u"Deutsch 192",
+       u"neutral 208"},
+      {"fr_FR.UTF-8", u"English 160", u"nur Deutsch 176", u"fran\u00e7ais 192",
+       u"neutral 208"},
+      {"fr_CA.UTF-8", u"English 160", u"nur Deutsch 176", u"Deutsch 192",
+       u"neutral 208"},
+  };
+  const Row* row = nullptr;
+  for (const Row& r : rows) {
+    if (std::strcmp(r.locale, locale) == 0) row = &r;
+  }
+  ASSERT_NE(nullptr, row) << "no row for " << locale;
+  HMODULE module = LoadLibraryW(TestCatalogName());
+  ASSERT_NE(nullptr, module);
+  const struct {
+    UINT id;
+    const char16_t* text;
+  } cases[] = {{160, row->both},
+               {176, row->german},
+               {192, row->frenchFirst},
+               {208, row->neutral}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.id);
+    WCHAR buffer[64];
+    int count = LoadStringW(module, c.id, buffer, 64);
+    EXPECT_EQ(std::u16string(c.text), Units(buffer, count));
+  }
+  FreeLibrary(module);
+}
+
+// The library's own table, id by id over the first four blocks: a text
+// missing, misspelt, moved to another id, or a blank lost at the end of id 25
+// shows; ids 0, 2, 30 and those from 48 on have no text.
+TEST(OwnStringTable, EveryIdAsBuilt) {
+  const struct {
+    UINT id;
+    const char16_t* text;
+  } kTable[] = {
+      {1, u"0$Unspecified failure"},
+      {3, u"1$Argument %Ld is invalid"},
+      {4, u"2$Out of memory"},
+      {5, u"3$Interface not supported."},
+      {6, u"4$Invalid pointer"},
+      {7, u"5$Not implemented"},
+      {8, u"6$Unexpected failure."},
+      {9, u"7$Invalid handle"},
+      {10, u"8$Operation was aborted."},
+      {11, u"9$Access denied"},
+      {12, u"10$Unknown interface"},
+      {13, u"11$Member not found"},
+      {14, u"12$Type mismatch"},
+      {15, u"13$Parameter not found"},
+      {16, u"14$Unknown name"},
+      {17, u"15$Bad variable type"},
+      {18, u"16$Access denied."},
+      {25, u"25$Argument %Ld not optional "},
+      {29, u"28$Invalid argument specified."},
+      {31, u"29$Share Violation"},
+      {39, u"38$Bad Variable Type"},
+  };
+  HMODULE module = LoadLibraryW(OLESTR("kzcommon"));
+  ASSERT_NE(nullptr, module);
+  for (UINT id = 0; id < 64; ++id) {
+    SCOPED_TRACE(id);
+    const char16_t* expected = nullptr;
+    for (const auto& entry : kTable) {
+      if (entry.id == id) expected = entry.text;
+    }
+    WCHAR buffer[64];
+    int count = LoadStringW(module, id, buffer, 64);
+    if (expected == nullptr) {
+      EXPECT_EQ(0, count);
+    } else {
+      EXPECT_EQ(std::u16string(expected), Units(buffer, count));
+    }
+  }
+  EXPECT_TRUE(FreeLibrary(module));
+}
+
+}  // namespace
