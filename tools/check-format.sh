@@ -35,12 +35,15 @@ if [[ $fix -eq 1 ]]; then
   exit 0
 fi
 
-bad=()
-for file in "${files[@]}"; do
-  if ! "$clang_format" --dry-run --Werror "$file" >/dev/null 2>&1; then
-    bad+=("$file")
-  fi
-done
+# One run over all files; its messages name the files that differ.
+messages=$("$clang_format" --dry-run --Werror "${files[@]}" 2>&1) || true
+mapfile -t bad < <(sed -nE 's/^([^:]+):[0-9]+:[0-9]+: error: .*/\1/p' \
+  <<<"$messages" | sort -u)
+if [[ ${#bad[@]} -eq 0 && -n $messages ]]; then
+  printf '%s\n' "$messages"
+  echo "format: $clang_format failed"
+  exit 1
+fi
 if [[ ${#bad[@]} -gt 0 ]]; then
   for file in "${bad[@]}"; do
     echo "format: $file differs from .clang-format:"
