@@ -145,7 +145,6 @@ void ShowSharing() {
       "block.\n");
 }
 
-#if KZ_DEMO_EDITING
 void ShowEditing() {
   Heading("Cutting, joining and comparing");
   CKZString phrase(OLESTR("support library"));
@@ -180,7 +179,6 @@ void ShowEditing() {
   std::printf("  null < empty                     %s\n",
               YesNo(CKZString() < CKZString("")));
 }
-#endif
 
 void ShowCompose() {
   Heading("Composition");
