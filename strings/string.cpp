@@ -105,7 +105,7 @@ void CKZString::Attach_BSTR(BSTR text) {
   AttachBlock(text, true, CKZStringBlock::AllocBSTR);
 }
 
-ULONG CKZString::Length() const {
+ULONG CKZString::LengthWithoutWide() const {
   if (m_block == nullptr) return 0;
   if (m_block->wideBuffer != nullptr) return m_block->wideLength;
   if (SingleByteLocale()) return m_block->mbsLength;
@@ -129,13 +129,13 @@ bool CKZString::HasMbs() const {
   return m_block != nullptr && m_block->mbsBuffer != nullptr;
 }
 
-CKZString::operator const char*() const {
+const char* CKZString::BuildMbs() const {
   if (m_block == nullptr) return nullptr;
   m_block->EnsureMbs();
   return m_block->mbsBuffer;
 }
 
-CKZString::operator const WCHAR*() const {
+const WCHAR* CKZString::BuildWide() const {
   if (m_block == nullptr) return nullptr;
   m_block->EnsureWide();
   return m_block->wideBuffer;

@@ -94,6 +94,16 @@ std::uint32_t BlockCapacity(std::uint32_t requested, std::uint32_t length) {
   return requested + length;
 }
 
+CKZStringBlock* CKZStringBlock::CreateWide(const WCHAR* text,
+                                           std::uint32_t length) {
+  return CreateWide(text, length, g_initialBlockSize);
+}
+
+CKZStringBlock* CKZStringBlock::CreateMbs(const char* text,
+                                          std::uint32_t length) {
+  return CreateMbs(text, length, g_initialBlockSize);
+}
+
 void CKZStringBlock::SetLength(std::uint32_t length) {
   wideLength = length;
   mbsLength = length;

@@ -209,13 +209,13 @@ CKZString& CKZString::operator+=(const char* right) {
   return *this;
 }
 
-CKZString& CKZString::operator+=(WCHAR right) {
-  const WCHAR text[2] = {right, 0};
+CKZString& CKZString::AppendUnit(WCHAR unit) {
+  const WCHAR text[2] = {unit, 0};
   return *this += text;
 }
 
-CKZString& CKZString::operator+=(char right) {
-  const char text[2] = {right, 0};
+CKZString& CKZString::AppendByte(char byte) {
+  const char text[2] = {byte, 0};
   return *this += text;
 }
 

@@ -26,8 +26,59 @@
 #include <cstdarg>
 #include <cstdint>
 
-struct CKZStringBlock;
 struct CKZStringTestAccess;
+
+// The storage behind CKZString: one text in up to two forms, with one
+// capacity for the buffer that grows, and for each buffer the allocator that
+// owns it. Only CKZString touches a block; its layout stands here so that
+// copies, reads of an existing form and one-character appends are inline.
+// Clients must not use it: its operations are not exported.
+struct CKZStringBlock {
+  enum AllocKind : std::uint8_t { AllocCRT = 1, AllocOLE = 2, AllocBSTR = 3 };
+
+  std::uint32_t refCount;  // first field: CKZString's inline copy reads it
+  std::uint32_t wideLength;
+  std::uint32_t mbsLength;
+  WCHAR* wideBuffer;
+  char* mbsBuffer;
+  std::uint32_t capacity;
+  std::uint8_t mbsAllocKind;
+  std::uint8_t wideAllocKind;
+
+  // A new block holding `length` units (bytes) copied in the manner of
+  // wcsncpy (strncpy): the copy stops at the text's first zero and pads with
+  // zeros, so the length stays `length`. A null text leaves the buffer for
+  // the caller to fill (the length field is set, the terminator is not).
+  // Capacity: `requested` if length < requested, else requested + length;
+  // without `requested`, the initial block size. Returns nullptr when the
+  // length is beyond the largest block or memory is exhausted; callers store
+  // that as a null string.
+  static CKZStringBlock* CreateWide(const WCHAR* text, std::uint32_t length,
+                                    std::uint32_t requested);
+  static CKZStringBlock* CreateWide(const WCHAR* text, std::uint32_t length);
+  static CKZStringBlock* CreateMbs(const char* text, std::uint32_t length,
+                                   std::uint32_t requested);
+  static CKZStringBlock* CreateMbs(const char* text, std::uint32_t length);
+  // A block around a buffer that the caller allocated with `allocKind`; the
+  // capacity is the text's length.
+  static CKZStringBlock* AttachWide(WCHAR* buffer, std::uint8_t allocKind);
+  static CKZStringBlock* AttachMbs(char* buffer, std::uint8_t allocKind);
+
+  // Builds the missing form from the other one and keeps it.
+  void EnsureWide();
+  void EnsureMbs();
+  // Grows the one existing buffer to at least `needed` characters by
+  // doubling `capacity`, through the buffer's own allocator.
+  void ReserveWide(std::uint32_t needed);
+  void ReserveMbs(std::uint32_t needed);
+
+  // Frees one buffer by its kind and forgets it.
+  void DropWide();
+  void DropMbs();
+
+  // Both length fields, when the locale makes them one number.
+  void SetLength(std::uint32_t length);
+};
 class CKZCatalog;
 class CKZMsgString;
 class CKZSimpleMsgString;
@@ -85,7 +136,12 @@ class KZCOMMON_API CKZString {
 
   // Length in 16-bit units; 0 for null. In a multibyte locale this builds the
   // wide form if it is missing; in a single-byte locale it never converts.
-  ULONG Length() const;
+  ULONG Length() const {
+    if (m_block != nullptr && m_block->wideBuffer != nullptr) {
+      return m_block->wideLength;
+    }
+    return LengthWithoutWide();
+  }
   // Length of the multibyte form in bytes; 0 for null. Builds the multibyte
   // form in a multibyte locale if it is missing.
   ULONG MbsLength() const;
@@ -97,8 +153,16 @@ class KZCOMMON_API CKZString {
   // belongs to the block and stays valid until this value is edited,
   // assigned, given a new buffer or destroyed; edits of other sharers do not
   // affect it. Cost: constant once the form exists, linear the first time.
-  operator const char*() const;
-  operator const WCHAR*() const;
+  operator const char*() const {
+    if (m_block == nullptr) return nullptr;
+    if (m_block->mbsBuffer != nullptr) return m_block->mbsBuffer;
+    return BuildMbs();
+  }
+  operator const WCHAR*() const {
+    if (m_block == nullptr) return nullptr;
+    if (m_block->wideBuffer != nullptr) return m_block->wideBuffer;
+    return BuildWide();
+  }
   // The GUID that the text spells; GUID_NULL for null or unparsable text
   // (the wide form is built either way).
   operator GUID() const;
@@ -150,8 +214,33 @@ class KZCOMMON_API CKZString {
   CKZString& operator+=(const CKZString& right);
   CKZString& operator+=(const WCHAR* right);
   CKZString& operator+=(const char* right);
-  CKZString& operator+=(WCHAR right);
-  CKZString& operator+=(char right);
+  CKZString& operator+=(WCHAR right) {
+    // The common case in place: sole owner of a wide-only text with room.
+    CKZStringBlock* b = m_block;
+    if (b != nullptr && right != 0 && b->refCount == 1 &&
+        b->mbsBuffer == nullptr && b->wideLength != 0 &&
+        b->wideLength < b->capacity) {
+      b->wideBuffer[b->wideLength] = right;
+      b->wideBuffer[++b->wideLength] = 0;
+      // Without a multibyte form this field is read only in a single-byte
+      // locale, where it equals the wide length.
+      b->mbsLength = b->wideLength;
+      return *this;
+    }
+    return AppendUnit(right);
+  }
+  CKZString& operator+=(char right) {
+    CKZStringBlock* b = m_block;
+    if (b != nullptr && right != 0 && b->refCount == 1 &&
+        b->wideBuffer == nullptr && b->mbsLength != 0 &&
+        b->mbsLength < b->capacity) {
+      b->mbsBuffer[b->mbsLength] = right;
+      b->mbsBuffer[++b->mbsLength] = 0;
+      b->wideLength = b->mbsLength;
+      return *this;
+    }
+    return AppendByte(right);
+  }
   // Inserts the text so that its first unit lands at `position` (wide units
   // in every overload); past the end, or on a null or empty value, it appends.
   // Returns the new length. A null text changes nothing. A text that lies in
@@ -282,6 +371,13 @@ class KZCOMMON_API CKZString {
       m_block = Acquire(block);
     }
   }
+
+  // The slow halves of the inline operations above.
+  ULONG LengthWithoutWide() const;
+  const WCHAR* BuildWide() const;
+  const char* BuildMbs() const;
+  CKZString& AppendUnit(WCHAR unit);
+  CKZString& AppendByte(char byte);
 
   WCHAR* GetWideBuffer();
   void UnshareWide();
