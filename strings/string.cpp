@@ -9,19 +9,6 @@
 
 namespace {
 
-std::uint32_t WideLengthOf(const WCHAR* text) {
-  std::size_t n = 0;
-  while (text[n] != 0) ++n;
-  return n > kMaxBlockCapacity ? kMaxBlockCapacity + 1
-                               : static_cast<std::uint32_t>(n);
-}
-
-std::uint32_t MbsLengthOf(const char* text) {
-  std::size_t n = std::strlen(text);
-  return n > kMaxBlockCapacity ? kMaxBlockCapacity + 1
-                               : static_cast<std::uint32_t>(n);
-}
-
 // 38 units and the terminator always fit.
 constexpr int kGuidBufferUnits = 80;
 
@@ -30,7 +17,7 @@ constexpr int kGuidBufferUnits = 80;
 CKZString::CKZString(const char* text)
     : m_block(text == nullptr
                   ? nullptr
-                  : CKZStringBlock::CreateMbs(text, MbsLengthOf(text))) {}
+                  : CKZStringBlock::CreateMbs(text, MbsTextLength(text))) {}
 
 CKZString::CKZString(const char* text, ULONG count)
     : m_block(text == nullptr ? nullptr
@@ -39,7 +26,7 @@ CKZString::CKZString(const char* text, ULONG count)
 CKZString::CKZString(const WCHAR* text)
     : m_block(text == nullptr
                   ? nullptr
-                  : CKZStringBlock::CreateWide(text, WideLengthOf(text))) {}
+                  : CKZStringBlock::CreateWide(text, WideTextLength(text))) {}
 
 CKZString::CKZString(const WCHAR* text, ULONG count)
     : m_block(text == nullptr ? nullptr
@@ -53,7 +40,7 @@ CKZString& CKZString::operator=(const char* text) {
   }
   Release(m_block);
   if (text != nullptr)
-    m_block = CKZStringBlock::CreateMbs(text, MbsLengthOf(text));
+    m_block = CKZStringBlock::CreateMbs(text, MbsTextLength(text));
   return *this;
 }
 
@@ -63,7 +50,7 @@ CKZString& CKZString::operator=(const WCHAR* text) {
   }
   Release(m_block);
   if (text != nullptr) {
-    m_block = CKZStringBlock::CreateWide(text, WideLengthOf(text));
+    m_block = CKZStringBlock::CreateWide(text, WideTextLength(text));
   }
   return *this;
 }
@@ -73,7 +60,7 @@ CKZString& CKZString::operator=(const GUID& guid) {
   StringFromGUID2(guid, reinterpret_cast<LPOLESTR>(text), kGuidBufferUnits);
   // Only now that the text stands does the old block go.
   Release(m_block);
-  m_block = CKZStringBlock::CreateWide(text, WideLengthOf(text));
+  m_block = CKZStringBlock::CreateWide(text, WideTextLength(text));
   return *this;
 }
 

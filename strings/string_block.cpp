@@ -8,6 +8,8 @@
 
 #include "platform/platform.h"
 
+#include "strings/unit_scan.h"
+
 // CKZString's inline copy and release reach the count through the block's
 // address; that holds only while the count is the first field of a
 // standard-layout record.
@@ -88,6 +90,16 @@ std::uint32_t MeasureUpToZero(const Unit* text) {
 
 }  // namespace
 
+std::uint32_t WideTextLength(const WCHAR* text) {
+  return static_cast<std::uint32_t>(
+      kzscan::BoundedLength(text, std::size_t{kMaxBlockCapacity} + 1));
+}
+
+std::uint32_t MbsTextLength(const char* text) {
+  return static_cast<std::uint32_t>(
+      strnlen(text, std::size_t{kMaxBlockCapacity} + 1));
+}
+
 std::uint32_t BlockCapacity(std::uint32_t requested, std::uint32_t length) {
   if (length < requested) return requested;
   if (length > kMaxBlockCapacity - requested) return kMaxBlockCapacity;
@@ -125,9 +137,11 @@ CKZStringBlock* CKZStringBlock::CreateWide(const WCHAR* text,
   block->wideLength = length;
   block->mbsLength = SingleByteLocale() ? length : 0;
   if (text != nullptr) {
-    std::uint32_t i = 0;
-    for (; i < length && text[i] != 0; ++i) block->wideBuffer[i] = text[i];
-    std::memset(block->wideBuffer + i, 0, (length - i) * sizeof(WCHAR));
+    // wcsncpy: up to the text's first zero, zeros after it.
+    std::size_t copied = kzscan::BoundedLength(text, length);
+    std::memcpy(block->wideBuffer, text, copied * sizeof(WCHAR));
+    std::memset(block->wideBuffer + copied, 0,
+                (length - copied) * sizeof(WCHAR));
     block->wideBuffer[length] = 0;
   }
   return block;
@@ -150,9 +164,7 @@ CKZStringBlock* CKZStringBlock::CreateMbs(const char* text,
   block->wideLength = SingleByteLocale() ? length : 0;
   if (text != nullptr) {
     // strncpy semantics: stop at the first zero, pad the rest with zeros.
-    const void* end = std::memchr(text, 0, length);
-    std::size_t copied =
-        end == nullptr ? length : static_cast<const char*>(end) - text;
+    std::size_t copied = strnlen(text, length);
     std::memcpy(block->mbsBuffer, text, copied);
     std::memset(block->mbsBuffer + copied, 0, length - copied);
     block->mbsBuffer[length] = 0;
@@ -201,9 +213,17 @@ void CKZStringBlock::EnsureWide() {
   std::uint32_t room = capacity > mbsLength ? capacity : mbsLength;
   WCHAR* wide = static_cast<WCHAR*>(std::malloc(WideBytes(room)));
   if (wide == nullptr) OutOfMemory();
-  std::size_t count = platform::mbstowcs(wide, mbsBuffer, mbsLength);
-  if (count == static_cast<std::size_t>(-1)) {
-    count = platform::MbsToWideReplacing(wide, mbsBuffer, mbsLength);
+  // The ASCII head converts alike in every locale; the run-time does the
+  // rest.
+  std::size_t count = kzscan::WidenAsciiPrefix(wide, mbsBuffer, mbsLength);
+  if (count < mbsLength && mbsBuffer[count] != 0) {
+    std::size_t rest =
+        platform::mbstowcs(wide + count, mbsBuffer + count, mbsLength - count);
+    if (rest == static_cast<std::size_t>(-1)) {
+      rest = platform::MbsToWideReplacing(wide + count, mbsBuffer + count,
+                                          mbsLength - count);
+    }
+    count += rest;
   }
   wide[count] = 0;
   wideBuffer = wide;
@@ -217,9 +237,15 @@ void CKZStringBlock::EnsureMbs() {
   std::size_t room = capacity > limit ? capacity : limit;
   char* mbs = static_cast<char*>(std::malloc(room + 1));
   if (mbs == nullptr) OutOfMemory();
-  std::size_t count = platform::wcstombs(mbs, wideBuffer, limit);
-  if (count == static_cast<std::size_t>(-1)) {
-    count = platform::WideToMbsReplacing(mbs, wideBuffer, limit);
+  std::size_t count = kzscan::NarrowAsciiPrefix(mbs, wideBuffer, wideLength);
+  if (count < wideLength && wideBuffer[count] != 0) {
+    std::size_t rest =
+        platform::wcstombs(mbs + count, wideBuffer + count, limit - count);
+    if (rest == static_cast<std::size_t>(-1)) {
+      rest = platform::WideToMbsReplacing(mbs + count, wideBuffer + count,
+                                          limit - count);
+    }
+    count += rest;
   }
   mbs[count] = 0;
   mbsBuffer = mbs;

@@ -21,6 +21,12 @@ extern std::uint32_t g_initialBlockSize;
 // bits and a buffer's byte size within size_t on every platform.
 constexpr std::uint32_t kMaxBlockCapacity = 0x7FFFFFFEu;
 
+// Length of a zero-terminated text. A text longer than a block can hold
+// comes out as kMaxBlockCapacity + 1, which CreateWide and CreateMbs refuse;
+// its sum with a block's length still fits 32 bits.
+std::uint32_t WideTextLength(const WCHAR* text);
+std::uint32_t MbsTextLength(const char* text);
+
 // Capacity rule: R when L < R, else R + L (saturated at kMaxBlockCapacity).
 std::uint32_t BlockCapacity(std::uint32_t requested, std::uint32_t length);
 

@@ -28,6 +28,30 @@ std::size_t Limit(std::uint32_t capacity) {
   return capacity > INT_MAX ? INT_MAX : capacity;
 }
 
+// The block a producer writes into. A value that owns its block alone, with
+// a buffer of the malloc kind in the form wanted and exactly the capacity a
+// new block would get, hands that block over instead of freeing it and
+// allocating the same again; what the value holds afterwards is the same.
+CKZStringBlock* TakeBlock(CKZStringBlock*& held, bool wide,
+                          std::uint32_t size) {
+  CKZStringBlock* block = held;
+  if (block != nullptr && block->refCount == 1 &&
+      block->capacity == BlockCapacity(g_initialBlockSize, size) &&
+      (wide ? block->wideBuffer != nullptr &&
+                  block->wideAllocKind == CKZStringBlock::AllocCRT
+            : block->mbsBuffer != nullptr &&
+                  block->mbsAllocKind == CKZStringBlock::AllocCRT)) {
+    held = nullptr;
+    if (wide) {
+      block->DropMbs();
+    } else {
+      block->DropWide();
+    }
+    return block;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 void CKZString::Compose(const char* format, ...) {
@@ -46,9 +70,12 @@ void CKZString::Compose(const WCHAR* format, ...) {
 
 void CKZString::VCompose(ULONG size, const char* format, va_list args) {
   // The former text goes before the formatter reads anything.
+  CKZStringBlock* reused = TakeBlock(m_block, false, size);
   Release(m_block);
   for (;;) {
-    CKZStringBlock* block = CKZStringBlock::CreateMbs(nullptr, size);
+    CKZStringBlock* block =
+        reused != nullptr ? reused : CKZStringBlock::CreateMbs(nullptr, size);
+    reused = nullptr;
     if (block == nullptr) return;
     std::uint32_t capacity = block->capacity;
     va_list pass;
@@ -60,7 +87,7 @@ void CKZString::VCompose(ULONG size, const char* format, va_list args) {
     va_end(pass);
     if (count >= 0) {
       block->mbsLength = static_cast<std::uint32_t>(count);
-      if (SingleByteLocale()) block->wideLength = block->mbsLength;
+      block->wideLength = SingleByteLocale() ? block->mbsLength : 0;
       block->mbsBuffer[count] = 0;
       m_block = block;
       return;
@@ -78,9 +105,12 @@ void CKZString::VCompose(ULONG size, const char* format, va_list args) {
 }
 
 void CKZString::VCompose(ULONG size, const WCHAR* format, va_list args) {
+  CKZStringBlock* reused = TakeBlock(m_block, true, size);
   Release(m_block);
   for (;;) {
-    CKZStringBlock* block = CKZStringBlock::CreateWide(nullptr, size);
+    CKZStringBlock* block =
+        reused != nullptr ? reused : CKZStringBlock::CreateWide(nullptr, size);
+    reused = nullptr;
     if (block == nullptr) return;
     std::uint32_t capacity = block->capacity;
     va_list pass;
@@ -110,10 +140,13 @@ void CKZString::VCompose(ULONG size, const WCHAR* format, va_list args) {
 }
 
 bool CKZString::LoadStringW(HINSTANCE module, UINT id, UINT size) {
-  Release(m_block);
   if (size == 0 || size == 0xFFFFFFFFu) size = 64;
+  CKZStringBlock* reused = TakeBlock(m_block, true, size);
+  Release(m_block);
   for (;;) {
-    CKZStringBlock* block = CKZStringBlock::CreateWide(nullptr, size);
+    CKZStringBlock* block =
+        reused != nullptr ? reused : CKZStringBlock::CreateWide(nullptr, size);
+    reused = nullptr;
     if (block == nullptr) return true;
     std::uint32_t capacity = block->capacity;
     // The platform reads a limit of 0 as a request for a pointer to the

@@ -16,22 +16,6 @@
 
 namespace {
 
-// Lengths of texts beyond what a block holds come out as kMaxBlockCapacity + 1,
-// which the block operations refuse; the sum with a block's length still fits
-// 32 bits.
-std::uint32_t WideLengthOf(const WCHAR* text) {
-  std::size_t n = 0;
-  while (text[n] != 0) ++n;
-  return n > kMaxBlockCapacity ? kMaxBlockCapacity + 1
-                               : static_cast<std::uint32_t>(n);
-}
-
-std::uint32_t MbsLengthOf(const char* text) {
-  std::size_t n = std::strlen(text);
-  return n > kMaxBlockCapacity ? kMaxBlockCapacity + 1
-                               : static_cast<std::uint32_t>(n);
-}
-
 bool LiesIn(const void* p, const void* buffer, std::size_t bytes) {
   if (buffer == nullptr) return false;
   std::uintptr_t at = reinterpret_cast<std::uintptr_t>(p);
@@ -80,7 +64,10 @@ void CKZString::AppendWide(const WCHAR* text, ULONG count) {
   std::memcpy(block->wideBuffer + length, text,
               (static_cast<std::size_t>(count) + 1) * sizeof(WCHAR));
   block->wideLength = length + count;
-  if (SingleByteLocale()) block->mbsLength = length + count;
+  // The block has no multibyte form now, so its length field is read only
+  // in a single-byte locale, where it must equal the wide length: setting it
+  // always spares asking for the locale on every append.
+  block->mbsLength = length + count;
 }
 
 void CKZString::AppendMbs(const char* text, ULONG count) {
@@ -90,7 +77,7 @@ void CKZString::AppendMbs(const char* text, ULONG count) {
   std::memcpy(block->mbsBuffer + length, text,
               static_cast<std::size_t>(count) + 1);
   block->mbsLength = length + count;
-  if (SingleByteLocale()) block->wideLength = length + count;
+  block->wideLength = length + count;  // as above, with the roles changed
 }
 
 CKZString CKZString::operator+(const CKZString& right) const {
@@ -110,7 +97,7 @@ CKZString CKZString::operator+(const WCHAR* right) const {
   if (right == nullptr) return *this;
   const ULONG left = Length();
   if (left == 0) return CKZString(right);
-  const std::uint32_t rightLength = WideLengthOf(right);
+  const std::uint32_t rightLength = WideTextLength(right);
   // The new block fits the result and keeps the usual room to spare: the
   // append below never grows it.
   CKZString result(CKZStringBlock::CreateWide(
@@ -122,7 +109,7 @@ CKZString CKZString::operator+(const WCHAR* right) const {
 CKZString CKZString::operator+(const char* right) const {
   if (right == nullptr) return *this;
   if (HasNoText(m_block)) return CKZString(right);
-  const std::uint32_t rightLength = MbsLengthOf(right);
+  const std::uint32_t rightLength = MbsTextLength(right);
   // All of the left text's bytes, however many a character takes.
   const ULONG left = MbsLength();
   CKZString result(CKZStringBlock::CreateMbs(
@@ -141,7 +128,24 @@ CKZString CKZString::operator+(char right) const {
   return *this + text;
 }
 
+// True when this value can be extended in place in the wide form: it owns
+// its block alone, and the block holds text in the wide form only.
+static bool OwnsWideText(const CKZStringBlock* block) {
+  return block != nullptr && block->refCount == 1 &&
+         block->wideBuffer != nullptr && block->mbsBuffer == nullptr &&
+         block->wideLength != 0;
+}
+
 CKZString& CKZString::operator+=(const CKZString& right) {
+  const CKZStringBlock* other = right.m_block;
+  if (other != m_block && OwnsWideText(m_block) && other != nullptr &&
+      other->wideBuffer != nullptr) {
+    // Both have the wide form, so the append is wide, and there is nothing
+    // to unshare: straight to the copy.
+    if (other->wideLength != 0)
+      AppendWide(other->wideBuffer, other->wideLength);
+    return *this;
+  }
   if (right.Length() == 0) return *this;
   if (Length() == 0) {
     Assign(right.m_block);
@@ -172,16 +176,21 @@ CKZString& CKZString::operator+=(const WCHAR* right) {
   if (right == nullptr) return *this;
   // A source inside this value's own buffers: keep the block it lies in,
   // untouched, until the append is done.
+  const bool inside = InBlock(m_block, right);
+  if (!inside && OwnsWideText(m_block)) {
+    AppendWide(right, WideTextLength(right));
+    return *this;
+  }
   CKZString keep;
-  if (InBlock(m_block, right)) keep = *this;
+  if (inside) keep = *this;
   if (HasNoText(m_block)) {
     Release(m_block);
-    m_block = CKZStringBlock::CreateWide(right, WideLengthOf(right));
+    m_block = CKZStringBlock::CreateWide(right, WideTextLength(right));
     return *this;
   }
   UnshareWide();
   if (m_block == nullptr) return *this;
-  AppendWide(right, WideLengthOf(right));
+  AppendWide(right, WideTextLength(right));
   return *this;
 }
 
@@ -191,13 +200,13 @@ CKZString& CKZString::operator+=(const char* right) {
   if (InBlock(m_block, right)) keep = *this;
   if (HasNoText(m_block)) {
     Release(m_block);
-    m_block = CKZStringBlock::CreateMbs(right, MbsLengthOf(right));
+    m_block = CKZStringBlock::CreateMbs(right, MbsTextLength(right));
     return *this;
   }
   if (HasMbs()) {
     UnshareMbs();
     if (m_block == nullptr) return *this;
-    AppendMbs(right, MbsLengthOf(right));
+    AppendMbs(right, MbsTextLength(right));
     return *this;
   }
   // A wide-only value stays wide: the text is converted on its own.
@@ -232,7 +241,7 @@ ULONG CKZString::Insert(ULONG position, const WCHAR* text) {
   // position lies inside the wide form.
   UnshareWide();
   if (m_block == nullptr) return 0;
-  const std::uint32_t count = WideLengthOf(text);
+  const std::uint32_t count = WideTextLength(text);
   const std::uint32_t needed = m_block->wideLength + count;
   m_block->ReserveWide(needed);
   WCHAR* buffer = m_block->wideBuffer;
