@@ -17,6 +17,7 @@
 #include "platform/platform.h"
 
 #include "strings/string_block.h"
+#include "strings/unit_scan.h"
 
 namespace {
 
@@ -141,16 +142,32 @@ void CKZString::TruncateRight(ULONG count) {
   m_block->wideBuffer[rest] = 0;
 }
 
+// The part [from, from + n) of this text as its own block, as copying the
+// whole text and truncating the copy would leave it: the capacity that the
+// whole length gets, units from the text's first zero on read as zeros, and
+// the lengths that a truncation sets. Only the part is copied.
+CKZString CKZString::CopyPart(std::uint32_t length, std::uint32_t from,
+                              std::uint32_t n) const {
+  m_block->EnsureWide();
+  const WCHAR* text = m_block->wideBuffer;
+  CKZStringBlock* part = CKZStringBlock::CreateWide(nullptr, length);
+  if (part == nullptr) return CKZString();
+  const std::uint32_t firstZero =
+      static_cast<std::uint32_t>(kzscan::BoundedLength(text, from + n));
+  const std::uint32_t copied = firstZero > from ? firstZero - from : 0;
+  std::memcpy(part->wideBuffer, text + from, copied * sizeof(WCHAR));
+  std::memset(part->wideBuffer + copied, 0,
+              (static_cast<std::size_t>(n) - copied + 1) * sizeof(WCHAR));
+  SetWideLength(part, n);
+  return CKZString(part);
+}
+
 CKZString CKZString::Left(ULONG n) const {
   if (n == 0) return CKZString();
   const std::uint32_t length = Length();
   if (length == 0) return CKZString();
   if (n >= length) return *this;
-  // The temporary shares this block, so its truncation copies: this text
-  // stays as it is.
-  CKZString part(*this);
-  part.TruncateRight(length - n);
-  return part;
+  return CopyPart(length, 0, n);
 }
 
 CKZString CKZString::Right(ULONG n) const {
@@ -158,9 +175,7 @@ CKZString CKZString::Right(ULONG n) const {
   const std::uint32_t length = Length();
   if (length == 0) return CKZString();
   if (n >= length) return *this;
-  CKZString part(*this);
-  part.TruncateLeft(length - n);
-  return part;
+  return CopyPart(length, length - n, n);
 }
 
 CKZString CKZString::SubString(ULONG start, ULONG count) const {

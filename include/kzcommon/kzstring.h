@@ -382,6 +382,8 @@ class KZCOMMON_API CKZString {
   WCHAR* GetWideBuffer();
   void UnshareWide();
   void UnshareMbs();
+  CKZString CopyPart(std::uint32_t length, std::uint32_t from,
+                     std::uint32_t n) const;
   void AppendWide(const WCHAR* text, ULONG count);
   void AppendMbs(const char* text, ULONG count);
   void AttachBlock(const void* text, bool wide, std::uint8_t allocKind);
