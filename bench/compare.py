@@ -5,7 +5,7 @@ Usage: compare.py RESULT.json
 where RESULT.json comes from
   kzcommon_bench --benchmark_repetitions=5 --benchmark_out=RESULT.json \
                  --benchmark_out_format=json
-Prints, per case and size, kzcommon's median, each peer's median and the
+Prints, per case and size, kzcommon's median CPU time, each peer's median and the
 ratio fastest-peer / kzcommon: above 1 means kzcommon is faster.
 """
 import json
@@ -29,7 +29,7 @@ def medians(path):
         # With repetitions only the median aggregate counts; a run without
         # repetitions has only iterations.
         if b.get("run_type") == "aggregate" or (case, size, peer) not in out:
-            out[(case, size, peer)] = b["real_time"], b["time_unit"]
+            out[(case, size, peer)] = b["cpu_time"], b["time_unit"]
     return out
 
 
