@@ -61,7 +61,10 @@ class Call {
  public:
   using OtherUnit = std::conditional_t<std::is_same_v<Unit, char>, WCHAR, char>;
 
-  Call(const char* format, std::size_t limit) : limit_(limit) {
+  // `count`: whether to run the counting formatter too (it walks a huge
+  // field a unit at a time under msvcrt).
+  Call(const char* format, std::size_t limit, bool count = true)
+      : limit_(limit), count_(count) {
     if (format != nullptr) format_ = &Store<Unit>(format);
   }
 
@@ -77,7 +80,7 @@ class Call {
     va_start(args, format);
     Outcome out;
     out.result = Format(buffer.data(), limit_, format, args);
-    out.needed = Count(format, args);
+    out.needed = count_ ? Count(format, args) : kDontCount;
     va_end(args);
     for (int i = 0; i < out.result; ++i) {
       out.text.push_back(static_cast<char16_t>(
@@ -134,6 +137,7 @@ class Call {
   }
 
   std::size_t limit_;
+  bool count_;
   const std::basic_string<Unit>* format_ = nullptr;
   std::deque<std::string> narrow_;
   std::deque<std::basic_string<WCHAR>> wide_;
@@ -190,7 +194,8 @@ template <typename Unit>
 void Check(const Row& row, Outcome (*args)(Call<Unit>&)) {
   SCOPED_TRACE(std::string(row.name) +
                (sizeof(Unit) == 1 ? " [8-bit]" : " [16-bit]"));
-  Call<Unit> call(row.format, row.limit);
+  int needed = row.needed == kSameAsResult ? row.result : row.needed;
+  Call<Unit> call(row.format, row.limit, needed != kDontCount);
   Outcome out = args(call);
   EXPECT_EQ(row.result, out.result);
   if (row.result >= 0 && out.result == row.result) {
@@ -200,7 +205,6 @@ void Check(const Row& row, Outcome (*args)(Call<Unit>&)) {
     }
   }
   EXPECT_TRUE(out.canaryIntact) << "wrote past the limit";
-  int needed = row.needed == kSameAsResult ? row.result : row.needed;
   if (needed != kDontCount) {
     EXPECT_EQ(needed, out.needed) << "counting";
   }
