@@ -223,8 +223,8 @@ CKZString& CKZString::AppendUnit(WCHAR unit) {
   return *this += text;
 }
 
-CKZString& CKZString::AppendByte(char byte) {
-  const char text[2] = {byte, 0};
+CKZString& CKZString::AppendByte(char character) {
+  const char text[2] = {character, 0};
   return *this += text;
 }
 

@@ -377,7 +377,7 @@ class KZCOMMON_API CKZString {
   const WCHAR* BuildWide() const;
   const char* BuildMbs() const;
   CKZString& AppendUnit(WCHAR unit);
-  CKZString& AppendByte(char byte);
+  CKZString& AppendByte(char character);
 
   WCHAR* GetWideBuffer();
   void UnshareWide();
