@@ -26,11 +26,16 @@
 //   away from zero, writes exponents with at least three digits, and prints
 //   infinities and NaNs as 1.#INF, 1.#QNAN and (negative NaN) -1.#IND, cut and
 //   "rounded" like digits by a small precision ("%.1f" of INF is "1.$").
+// - %S text the locale can't convert fails the call. A width or precision
+//   of %S counts units of the argument, not of the output.
 // - %c or %C whose character the locale can't convert prints nothing, unless
 //   right-aligned padding went before it, which fails the call. (msvcrt then
 //   returns a count that leaves out the padding it wrote; the Windows build
-//   turns that into a failure, see platform/windows/crt.h.)
+//   turns that into a failure, see platform/windows/crt.h.) The counting
+//   functions leave out both, as msvcrt's do.
 // - A null %s or %S argument prints "(null)".
+// - %n stores the units written so far through an int pointer (a short one
+//   for %hn); a null pointer is skipped rather than written through.
 // - A field wider than msvcrt can lay out for an integer (width or precision
 //   within 10 of INT_MAX) fails the call, in the counting functions too.
 // Deliberate difference: a negative precision given through "*" counts as no
