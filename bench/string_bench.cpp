@@ -109,12 +109,10 @@ using Case = std::function<void(benchmark::State&)>;
 void Register(const std::string& name, const std::string& peer,
               std::int64_t arg, Case body) {
   std::string full = name + "/" + peer + "/" + std::to_string(arg);
-  benchmark::RegisterBenchmark(full.c_str(),
-                               [body, full](benchmark::State& s) {
-                                 g_currentCase = full;
-                                 body(s);
-                               })
-      ->Arg(arg);
+  benchmark::RegisterBenchmark(full.c_str(), [body, full](benchmark::State& s) {
+    g_currentCase = full;
+    body(s);
+  })->Arg(arg);
 }
 
 const std::int64_t kSizes[] = {16, 1024, 65536};
@@ -235,17 +233,16 @@ void AppendCases() {
           return;
       }
     });
-    Register("AppendChar", "u16string", count,
-             [count](benchmark::State& state) {
-               for (auto _ : state) {
-                 std::u16string s;
-                 for (std::int64_t i = 0; i < count; ++i) s += u'x';
-                 benchmark::DoNotOptimize(s.data());
-                 if (!Check(state, s.size() == static_cast<size_t>(count),
-                            "length"))
-                   return;
-               }
-             });
+    Register(
+        "AppendChar", "u16string", count, [count](benchmark::State& state) {
+          for (auto _ : state) {
+            std::u16string s;
+            for (std::int64_t i = 0; i < count; ++i) s += u'x';
+            benchmark::DoNotOptimize(s.data());
+            if (!Check(state, s.size() == static_cast<size_t>(count), "length"))
+              return;
+          }
+        });
 #if KZ_BENCH_QT
     Register("AppendChar", "QString", count, [count](benchmark::State& state) {
       for (auto _ : state) {
@@ -260,7 +257,8 @@ void AppendCases() {
     Register("AppendChar", "icu", count, [count](benchmark::State& state) {
       for (auto _ : state) {
         icu::UnicodeString s;
-        for (std::int64_t i = 0; i < count; ++i) s.append(static_cast<UChar>(u'x'));
+        for (std::int64_t i = 0; i < count; ++i)
+          s.append(static_cast<UChar>(u'x'));
         benchmark::DoNotOptimize(s);
         if (!Check(state, s.length() == count, "length")) return;
       }
@@ -292,18 +290,18 @@ void AppendCases() {
                }
              });
 #if KZ_BENCH_QT
-    Register("AppendChunk", "QString", count,
-             [chunk, count, total](benchmark::State& state) {
-               const QString q = Q(chunk);
-               for (auto _ : state) {
-                 QString s;
-                 for (std::int64_t i = 0; i < count; ++i) s += q;
-                 benchmark::DoNotOptimize(s);
-                 if (!Check(state, static_cast<size_t>(s.size()) == total,
-                            "length"))
-                   return;
-               }
-             });
+    Register(
+        "AppendChunk", "QString", count,
+        [chunk, count, total](benchmark::State& state) {
+          const QString q = Q(chunk);
+          for (auto _ : state) {
+            QString s;
+            for (std::int64_t i = 0; i < count; ++i) s += q;
+            benchmark::DoNotOptimize(s);
+            if (!Check(state, static_cast<size_t>(s.size()) == total, "length"))
+              return;
+          }
+        });
 #endif
 #if KZ_BENCH_ICU
     Register("AppendChunk", "icu", count,
@@ -400,14 +398,15 @@ void SearchCases() {
     });
 #endif
 
-    Register("ReverseFindChar", "kzcommon", n, [chars](benchmark::State& state) {
-      CKZString s(AsW(chars));
-      if (!Check(state, s.ReverseFind(static_cast<WCHAR>('Y')) == 0,
-                 "position"))
-        return;
-      for (auto _ : state)
-        benchmark::DoNotOptimize(s.ReverseFind(static_cast<WCHAR>('Y')));
-    });
+    Register(
+        "ReverseFindChar", "kzcommon", n, [chars](benchmark::State& state) {
+          CKZString s(AsW(chars));
+          if (!Check(state, s.ReverseFind(static_cast<WCHAR>('Y')) == 0,
+                     "position"))
+            return;
+          for (auto _ : state)
+            benchmark::DoNotOptimize(s.ReverseFind(static_cast<WCHAR>('Y')));
+        });
     Register("ReverseFindChar", "u16string", n,
              [chars](benchmark::State& state) {
                const std::u16string& s = chars;
@@ -418,8 +417,7 @@ void SearchCases() {
     Register("ReverseFindChar", "QString", n, [chars](benchmark::State& state) {
       QString s = Q(chars);
       if (!Check(state, s.lastIndexOf(QChar(u'Y')) == 0, "position")) return;
-      for (auto _ : state)
-        benchmark::DoNotOptimize(s.lastIndexOf(QChar(u'Y')));
+      for (auto _ : state) benchmark::DoNotOptimize(s.lastIndexOf(QChar(u'Y')));
     });
 #endif
 #if KZ_BENCH_ICU
@@ -476,19 +474,19 @@ void CompareCases() {
                CKZString a(AsW(text)), b(AsW(upper));
                if (!Check(state, a.CaseLessEqual(b) && a != b, "equal by case"))
                  return;
-               for (auto _ : state) benchmark::DoNotOptimize(a.CaseLessEqual(b));
+               for (auto _ : state)
+                 benchmark::DoNotOptimize(a.CaseLessEqual(b));
              });
 #if KZ_BENCH_QT
-    Register("CaseLessEqual", "QString", n,
-             [text, upper](benchmark::State& state) {
-               QString a = Q(text), b = Q(upper);
-               if (!Check(state, a.compare(b, Qt::CaseInsensitive) == 0,
-                          "equal by case"))
-                 return;
-               for (auto _ : state)
-                 benchmark::DoNotOptimize(a.compare(b, Qt::CaseInsensitive) ==
-                                          0);
-             });
+    Register(
+        "CaseLessEqual", "QString", n, [text, upper](benchmark::State& state) {
+          QString a = Q(text), b = Q(upper);
+          if (!Check(state, a.compare(b, Qt::CaseInsensitive) == 0,
+                     "equal by case"))
+            return;
+          for (auto _ : state)
+            benchmark::DoNotOptimize(a.compare(b, Qt::CaseInsensitive) == 0);
+        });
 #endif
 #if KZ_BENCH_ICU
     Register("CaseLessEqual", "icu", n, [text, upper](benchmark::State& state) {
@@ -517,17 +515,18 @@ void FormCases() {
     for (std::int64_t n : kSizes) {
       const std::u16string text = input.make(static_cast<std::size_t>(n));
       const std::string utf8 = Utf8(text);
-      Register(input.name, "kzcommon", n, [text, utf8](benchmark::State& state) {
-        {
-          CKZString s(AsW(text));
-          if (!Check(state, utf8 == static_cast<const char*>(s), "UTF-8"))
-            return;
-        }
-        for (auto _ : state) {
-          CKZString s(AsW(text));
-          benchmark::DoNotOptimize(static_cast<const char*>(s));
-        }
-      });
+      Register(
+          input.name, "kzcommon", n, [text, utf8](benchmark::State& state) {
+            {
+              CKZString s(AsW(text));
+              if (!Check(state, utf8 == static_cast<const char*>(s), "UTF-8"))
+                return;
+            }
+            for (auto _ : state) {
+              CKZString s(AsW(text));
+              benchmark::DoNotOptimize(static_cast<const char*>(s));
+            }
+          });
 #if KZ_BENCH_QT
       Register(input.name, "QString", n, [text, utf8](benchmark::State& state) {
         if (!Check(state, Q(text).toUtf8().toStdString() == utf8, "UTF-8"))
@@ -562,7 +561,8 @@ void FormCases() {
       const WCHAR* first = s;
       if (!Check(state, first == static_cast<const WCHAR*>(s), "same form"))
         return;
-      for (auto _ : state) benchmark::DoNotOptimize(static_cast<const WCHAR*>(s));
+      for (auto _ : state)
+        benchmark::DoNotOptimize(static_cast<const WCHAR*>(s));
     });
     Register("RepeatedRead", "u16string", n, [text](benchmark::State& state) {
       std::u16string s(text);
@@ -620,7 +620,8 @@ void CutCases() {
 #if KZ_BENCH_ICU
   Register("Left", "icu", n, [text](benchmark::State& state) {
     icu::UnicodeString s = U(text);
-    for (auto _ : state) benchmark::DoNotOptimize(icu::UnicodeString(s, 0, 512));
+    for (auto _ : state)
+      benchmark::DoNotOptimize(icu::UnicodeString(s, 0, 512));
   });
   Register("Right", "icu", n, [text](benchmark::State& state) {
     icu::UnicodeString s = U(text);
@@ -676,10 +677,9 @@ void ComposeCases() {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat"
   Register("ComposeWide", "QString", 0, [](benchmark::State& state) {
-    QString s = QString::asprintf("%ls: %d items at %ls", u"orders", 42,
-                                  u"10:15");
-    if (!Check(state, s == QStringLiteral("orders: 42 items at 10:15"),
-               "text"))
+    QString s =
+        QString::asprintf("%ls: %d items at %ls", u"orders", 42, u"10:15");
+    if (!Check(state, s == QStringLiteral("orders: 42 items at 10:15"), "text"))
       return;
     for (auto _ : state) {
       s = QString::asprintf("%ls: %d items at %ls", u"orders", 42, u"10:15");
@@ -694,7 +694,8 @@ void ComposeCases() {
 
 void ResourceCases() {
   HMODULE module = LoadLibraryW(OLESTR("kzcommon_bench_messages"));
-  static const WCHAR kExpected[] = OLESTR("5$The operation ended without a problem.");
+  static const WCHAR kExpected[] =
+      OLESTR("5$The operation ended without a problem.");
   Register("LoadString", "kzcommon", 40, [module](benchmark::State& state) {
     CKZString s;
     s.LoadStringW(module, 1);

@@ -91,6 +91,7 @@ def main():
     print('// Units u in [first, last] with (u - first) % stride == 0 map to')
     print('// u + delta modulo 0x10000; all others map to themselves. Include')
     print('// inside a namespace, after <cstdint>.')
+    print('// clang-format off')
     print('struct CaseRun {')
     print('  std::uint16_t first;')
     print('  std::uint16_t last;')
@@ -99,6 +100,7 @@ def main():
     print('};')
     emit('kLowerRuns', lower_runs)
     emit('kUpperRuns', upper_runs)
+    print('// clang-format on')
 
 
 if __name__ == '__main__':

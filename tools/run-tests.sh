@@ -4,6 +4,8 @@
 #   dev     native build (-Werror) and its tests
 #   asan    native build under AddressSanitizer and UBSan, and its tests
 #   mingw   Windows build (-Werror), its tests run under Wine
+#   bench   release build of the benchmarks, run once briefly: every case's
+#           result check must pass; timings never fail it
 # Each build stage configures, builds and runs CTest with the preset of the
 # same name; the tests include the package checks (exports, find_package and
 # add_subdirectory clients). Every stage runs even after a failure; the exit
@@ -18,7 +20,7 @@ cd "$root"
 
 jobs=${KZ_JOBS:-2}
 export WINEDEBUG=${WINEDEBUG:--all}
-all_stages=(format dev asan mingw)
+all_stages=(format dev asan mingw bench)
 if [[ $# -gt 0 ]]; then
   stages=("$@")
 else
@@ -26,9 +28,9 @@ else
 fi
 for stage in "${stages[@]}"; do
   case $stage in
-    format | dev | asan | mingw) ;;
+    format | dev | asan | mingw | bench) ;;
     *)
-      echo "usage: $0 [format|dev|asan|mingw]..." >&2
+      echo "usage: $0 [format|dev|asan|mingw|bench]..." >&2
       exit 2
       ;;
   esac
