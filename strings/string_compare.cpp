@@ -4,7 +4,8 @@
 // on every platform while wchar_t is 32 bits on POSIX, so the run-time's wide
 // functions can't be used there. The loops keep the C library's semantics
 // (a text ends at its first zero unit, the terminator can be searched for),
-// and where a form's length is known they look at four units at a time.
+// and where a form's length is known they look at many units at a time
+// (strings/internal/wide_scan.h), never past the form's terminator.
 #include <kzcommon/kzstring.h>
 
 #include <cstddef>
@@ -13,77 +14,30 @@
 
 #include "platform/platform.h"
 
+#include "strings/internal/wide_scan.h"
 #include "strings/string_block.h"
 
 namespace {
 
-static_assert(sizeof(WCHAR) == 2, "the wide form is counted in 16-bit units");
-
-// Word-at-a-time helpers over four 16-bit units. They only tell whether a
-// word holds something of interest; the exact unit is then found one by one,
-// so the byte order of the word never matters.
-constexpr std::uint64_t kLanes = 0x0001000100010001ull;
-constexpr std::uint64_t kLaneHighBits = 0x8000800080008000ull;
-
-inline std::uint64_t Load4(const WCHAR* p) {
-  std::uint64_t word;
-  std::memcpy(&word, p, sizeof word);
-  return word;
-}
-
-// Non-zero when some unit of the word is 0 (exact for the question "is there
-// one", which is all that is asked).
-inline std::uint64_t ZeroLanes(std::uint64_t word) {
-  return (word - kLanes) & ~word & kLaneHighBits;
-}
+using kzscan::portable::kLanes;
+using kzscan::portable::Load4;
+using kzscan::portable::ZeroLanes;
 
 inline int Order(unsigned a, unsigned b) {
   return a < b ? -1 : (a > b ? 1 : 0);
 }
 
-// Index of the first unit of s[0, n) that equals `unit`, or that is 0 when
-// `stopAtZero`; n when there is none.
-std::size_t ScanForward(const WCHAR* s, std::size_t n, WCHAR unit,
-                        bool stopAtZero) {
-  const std::uint64_t pattern = kLanes * unit;
-  const std::uint64_t zeroMask = stopAtZero ? kLaneHighBits : 0;
-  std::size_t i = 0;
-  for (; i + 8 <= n; i += 8) {
-    const std::uint64_t w0 = Load4(s + i);
-    const std::uint64_t w1 = Load4(s + i + 4);
-    if ((ZeroLanes(w0 ^ pattern) | ZeroLanes(w1 ^ pattern) |
-         ((ZeroLanes(w0) | ZeroLanes(w1)) & zeroMask)) != 0) {
-      break;
-    }
-  }
-  for (; i < n; ++i) {
-    if (s[i] == unit || (stopAtZero && s[i] == 0)) return i;
-  }
-  return n;
-}
+// From this many units on, texts of the same length are first tried with
+// memcmp, which the run-time does with wider loads than ours.
+constexpr std::size_t kMemcmpFrom = 64;
 
-// Index of the last unit of s[0, end) that equals `unit`, or -1.
-LONG ScanBackward(const WCHAR* s, std::size_t end, WCHAR unit) {
-  const std::uint64_t pattern = kLanes * unit;
-  std::size_t i = end;
-  for (; i >= 8; i -= 8) {
-    if ((ZeroLanes(Load4(s + i - 4) ^ pattern) |
-         ZeroLanes(Load4(s + i - 8) ^ pattern)) != 0) {
-      break;
-    }
-  }
-  while (i > 0) {
-    --i;
-    if (s[i] == unit) return static_cast<LONG>(i);
-  }
-  return -1;
-}
-
-// The text of a wide form ends at its first zero unit, which is normally the
-// terminator at `length` but can lie earlier (SetAt, counted construction).
-std::size_t TextEnd(const WCHAR* s, std::uint32_t length) {
-  return ScanForward(s, std::size_t{length} + 1, 0, true);
-}
+// Keeps a rare path's calls, and the registers that they make a caller save,
+// out of a fast path.
+#if defined(__GNUC__)
+#define KZ_OUT_OF_LINE __attribute__((noinline))
+#else
+#define KZ_OUT_OF_LINE
+#endif
 
 // wcscmp on 16-bit units, taken as unsigned values; -1, 0 or 1. The length
 // of `b` is unknown, so nothing past a unit already compared is read.
@@ -96,28 +50,31 @@ int CompareWide(const WCHAR* a, const WCHAR* b) {
   }
 }
 
+// Two texts of the same length, terminated there, whose units before the
+// terminators are the same, are the same text, whatever zeros lie inside;
+// the ordered scan is for texts that differ. These are the wcscmp order of
+// two forms of `length` units, for long and for short ones; the first is out
+// of line, so that a short comparison makes no call.
+KZ_OUT_OF_LINE int CompareLongSameLength(const WCHAR* a, const WCHAR* b,
+                                         std::size_t length) {
+  if (std::memcmp(a, b, length * sizeof(WCHAR)) == 0) return 0;
+  const std::size_t i = kzscan::best::FirstMismatch(a, b, length + 1);
+  return Order(a[i], b[i]);
+}
+
 // The same order for two forms whose lengths are known: both are terminated
-// at their lengths, so units up to the shorter length are read freely, four
-// at a time, until the words differ or one holds a zero of `a`.
-int CompareWideCounted(const WCHAR* a, std::uint32_t lengthA, const WCHAR* b,
-                       std::uint32_t lengthB) {
-  const std::size_t n = lengthA < lengthB ? lengthA : lengthB;
-  std::size_t i = 0;
-  for (; i + 8 <= n; i += 8) {
-    const std::uint64_t a0 = Load4(a + i);
-    const std::uint64_t a1 = Load4(a + i + 4);
-    const std::uint64_t b0 = Load4(b + i);
-    const std::uint64_t b1 = Load4(b + i + 4);
-    if (((a0 ^ b0) | (a1 ^ b1) | ZeroLanes(a0) | ZeroLanes(a1)) != 0) break;
+// at their lengths, so the units up to the shorter length and its terminator
+// are readable, and the scan meets a zero of one of them by then at the
+// latest.
+inline int CompareWideCounted(const WCHAR* a, std::uint32_t lengthA,
+                              const WCHAR* b, std::uint32_t lengthB) {
+  if (lengthA == lengthB) {
+    if (lengthA >= kMemcmpFrom) return CompareLongSameLength(a, b, lengthA);
+    if (lengthA >= 8 && kzscan::best::SameUnits(a, b, lengthA)) return 0;
   }
-  for (; i < n; ++i) {
-    const unsigned x = a[i];
-    const unsigned y = b[i];
-    if (x != y) return x < y ? -1 : 1;
-    if (x == 0) return 0;
-  }
-  // One of the two units at n is a terminator: equal units mean both ended.
-  return Order(a[n], b[n]);
+  const std::size_t n = std::size_t{lengthA < lengthB ? lengthA : lengthB} + 1;
+  const std::size_t i = kzscan::best::FirstMismatch(a, b, n);
+  return Order(a[i], b[i]);
 }
 
 // strcmp, whose order is that of unsigned bytes, reduced to -1, 0 or 1.
@@ -267,6 +224,20 @@ bool ChooseMbs(const CKZStringBlock* a, const CKZStringBlock* b) {
   return !bothWide && a->mbsBuffer != nullptr && b->mbsBuffer != nullptr;
 }
 
+// Compare with another string when one of the two lacks a wide form: the
+// encoding chosen, the missing form built. Out of line, so that Compare
+// itself makes no call when both values are wide.
+KZ_OUT_OF_LINE int CompareBuildingForms(CKZStringBlock* mine,
+                                        CKZStringBlock* theirs) {
+  if (ChooseMbs(mine, theirs)) {
+    return CompareMbs(mine->mbsBuffer, theirs->mbsBuffer);
+  }
+  const WCHAR* theirWide = WideForm(theirs);
+  const WCHAR* myWide = WideForm(mine);
+  return CompareWideCounted(myWide, mine->wideLength, theirWide,
+                            theirs->wideLength);
+}
+
 }  // namespace
 
 int CKZString::Compare(const char* text, bool ignoreCase) const {
@@ -286,17 +257,18 @@ int CKZString::Compare(const WCHAR* text, bool ignoreCase) const {
 }
 
 int CKZString::Compare(const CKZString& other) const {
+  const CKZStringBlock* mine = m_block;
+  const CKZStringBlock* theirs = other.m_block;
   // Also two null strings; a shared block is equal without reading text.
-  if (m_block == other.m_block) return 0;
-  if (m_block == nullptr) return -1;
-  if (other.m_block == nullptr) return 1;
-  if (ChooseMbs(m_block, other.m_block)) {
-    return CompareMbs(m_block->mbsBuffer, other.m_block->mbsBuffer);
+  if (mine == theirs) return 0;
+  if (mine == nullptr) return -1;
+  if (theirs == nullptr) return 1;
+  // Both wide, the usual case, first: it builds nothing.
+  if (mine->wideBuffer != nullptr && theirs->wideBuffer != nullptr) {
+    return CompareWideCounted(mine->wideBuffer, mine->wideLength,
+                              theirs->wideBuffer, theirs->wideLength);
   }
-  const WCHAR* theirs = WideForm(other.m_block);
-  const WCHAR* mine = WideForm(m_block);
-  return CompareWideCounted(mine, m_block->wideLength, theirs,
-                            other.m_block->wideLength);
+  return CompareBuildingForms(m_block, other.m_block);
 }
 
 bool CKZString::CaseLessEqual(const CKZString& other) const {
@@ -335,28 +307,18 @@ bool CKZString::CaseLessEqual(const char* text) const {
 LONG CKZString::Find(WCHAR unit) const {
   if (m_block == nullptr) return -1;
   const WCHAR* s = WideForm(m_block);
-  const std::size_t end = std::size_t{m_block->wideLength} + 1;
-  const std::size_t i = ScanForward(s, end, unit, true);
-  return i < end && s[i] == unit ? static_cast<LONG>(i) : -1;
+  // The terminator at the length is a zero: the scan stops by then.
+  const std::size_t i =
+      kzscan::best::FirstOf(s, std::size_t{m_block->wideLength} + 1, unit);
+  return i <= m_block->wideLength && s[i] == unit ? static_cast<LONG>(i) : -1;
 }
 
 LONG CKZString::Find(const WCHAR* text) const {
   if (m_block == nullptr || text == nullptr || text[0] == 0) return -1;
   const WCHAR* s = WideForm(m_block);
-  const std::size_t end = std::size_t{m_block->wideLength} + 1;
-  // Each place where the first unit matches is checked for the rest; a zero
-  // unit of the form (the terminator at the latest) ends the search, and it
-  // also ends any check, since the needle has no zero unit.
-  const WCHAR first = text[0];
-  for (std::size_t i = 0;; ++i) {
-    if (s[i] != first) {
-      i += ScanForward(s + i, end - i, first, true);
-      if (i >= end || s[i] == 0) return -1;
-    }
-    std::size_t k = 1;
-    while (text[k] != 0 && s[i + k] == text[k]) ++k;
-    if (text[k] == 0) return static_cast<LONG>(i);
-  }
+  const std::size_t found =
+      kzscan::best::FindText(s, m_block->wideLength, text);
+  return found == kzscan::kNone ? -1 : static_cast<LONG>(found);
 }
 
 LONG CKZString::Find(char c) const {
@@ -374,16 +336,18 @@ LONG CKZString::Find(const char* text) const {
 LONG CKZString::ReverseFind(WCHAR unit) const {
   if (m_block == nullptr) return -1;
   const WCHAR* s = WideForm(m_block);
-  if (unit == 0) return static_cast<LONG>(TextEnd(s, m_block->wideLength));
+  const std::size_t length = m_block->wideLength;
+  if (unit == 0)
+    return static_cast<LONG>(kzscan::best::FirstOf(s, length + 1, 0));
   // Search from the end, then make sure no zero unit ends the text before
-  // the place found; if one does, search again before that zero.
-  std::size_t end = m_block->wideLength;
+  // the place found; if one does, search again before the first zero, which
+  // is then the end of the text. Each unit is looked at twice at most.
+  std::size_t end = length;
   for (;;) {
-    const LONG found = ScanBackward(s, end, unit);
-    if (found < 0) return -1;
-    const std::size_t zero =
-        ScanForward(s, static_cast<std::size_t>(found), 0, true);
-    if (zero == static_cast<std::size_t>(found)) return found;
+    const std::size_t found = kzscan::best::LastOf(s, end, unit);
+    if (found == kzscan::kNone) return -1;
+    const std::size_t zero = kzscan::best::FirstOf(s, found, 0);
+    if (zero == found) return static_cast<LONG>(found);
     end = zero;
   }
 }

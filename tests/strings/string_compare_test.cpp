@@ -371,6 +371,49 @@ TEST(StringCompare, EveryPositionOfTheWordLoops) {
   }
 }
 
+// Two values of the same length, at lengths on both sides of the point where
+// equality is first tried with memcmp, and around the vector width. Equal
+// lengths and equal units up to a zero make equal texts, whatever follows.
+// Faults caught: a memcmp "different" taken for the order (units after a
+// common zero counted), a difference in the last unit missed, a zero in one
+// text only not ending it, units above 0x7FFF compared as signed.
+TEST(StringCompare, SameLengthAtEveryPath) {
+  struct Row {
+    const char* name;
+    std::size_t at;  // 0: first unit, 1: middle, 2: last
+    unsigned left, right;
+    bool zeroInBothBefore;  // a common zero one unit before `at`
+    int expected;
+  } rows[] = {
+      {"same text", 1, 'm', 'm', false, 0},
+      {"first unit lower", 0, 'a', 'b', false, -1},
+      {"last unit higher", 2, 'z', 'y', false, 1},
+      {"differ after a common zero", 1, 'a', 'b', true, 0},
+      {"zero in the left only", 1, 0, 'm', false, -1},
+      {"zero in the right only", 2, 'm', 0, false, 1},
+      {"unit above 0x7FFF", 1, 0x8000, 'm', false, 1},
+  };
+  for (std::size_t n : {8, 9, 16, 17, 31, 32, 63, 64, 65, 100, 257}) {
+    WString base;
+    for (std::size_t i = 0; i < n; ++i) {
+      base.push_back(static_cast<WCHAR>('a' + i % 26));
+    }
+    for (const Row& row : rows) {
+      SCOPED_TRACE(std::string(row.name) + ", length " + std::to_string(n));
+      const std::size_t at = row.at == 0 ? 0 : row.at == 1 ? n / 2 : n - 1;
+      WString left = base, right = base;
+      left[at] = static_cast<WCHAR>(row.left);
+      right[at] = static_cast<WCHAR>(row.right);
+      if (row.zeroInBothBefore) left[at - 1] = right[at - 1] = 0;
+      CKZString l = WideWithZeros(left);
+      CKZString r = WideWithZeros(right);
+      EXPECT_EQ(row.expected, Sign(A::Compare(l, r)));
+      EXPECT_EQ(-row.expected, Sign(A::Compare(r, l)));
+      EXPECT_EQ(row.expected == 0, l == r);
+    }
+  }
+}
+
 // ignoreCase folds in both encodings and keeps an order; the exact overloads
 // never fold. Faults caught: ignoreCase dropped in one encoding, folding to
 // upper case ('_' lies between the two cases), case folded by the operators.
