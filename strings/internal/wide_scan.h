@@ -278,8 +278,10 @@ inline bool SameUnits(const WCHAR* a, const WCHAR* b, std::size_t n) {
 // where the needle's first two units match, and a zero at a start ends the
 // search. The first two units rather than the first and the last, which
 // would filter a little better, because the needle's length isn't known and
-// counting it costs more than a short text takes to search. The last,
-// partial round loads the last eight starts and drops those already checked.
+// counting it costs more than a short text takes to search. Rounds of 32
+// starts without a candidate are passed over with one test; the last,
+// partial vector loads the last eight starts and drops those already
+// checked.
 inline std::size_t FindText(const WCHAR* s, std::size_t n,
                             const WCHAR* needle) {
   if (needle[1] == 0) {
@@ -294,26 +296,38 @@ inline std::size_t FindText(const WCHAR* s, std::size_t n,
   const __m128i zero = _mm_setzero_si128();
   const auto candidates = [&](std::size_t i) {
     const __m128i head = Load(s + i);
-    return Mask(
-        _mm_or_si128(_mm_and_si128(_mm_cmpeq_epi16(head, first),
-                                   _mm_cmpeq_epi16(Load(s + i + 1), second)),
-                     _mm_cmpeq_epi16(head, zero)));
+    return _mm_or_si128(_mm_and_si128(_mm_cmpeq_epi16(head, first),
+                                      _mm_cmpeq_epi16(Load(s + i + 1), second)),
+                        _mm_cmpeq_epi16(head, zero));
   };
-  for (std::size_t i = 0; i < starts; i += 8) {
-    std::size_t base = i;
-    unsigned mask;
-    if (i + 8 <= starts) {
-      mask = candidates(i);
-    } else {
-      base = starts - 8;
-      mask = candidates(base) & (0xFFFFu << (2 * (i - base)));
+  std::size_t i = 0;
+  while (i < starts) {
+    if (i + 32 <= starts) {
+      const __m128i any =
+          _mm_or_si128(_mm_or_si128(candidates(i), candidates(i + 8)),
+                       _mm_or_si128(candidates(i + 16), candidates(i + 24)));
+      if (Mask(any) == 0) {
+        i += 32;
+        continue;
+      }
     }
-    while (mask != 0) {
-      const std::size_t p = base + LowestLane(mask);
-      if (s[p] == 0) return kNone;
-      if (portable::RestMatches(s + p, needle)) return p;
-      mask &= mask - 1;  // both bits of the lane
-      mask &= mask - 1;
+    const std::size_t roundEnd = i + 32 < starts ? i + 32 : starts;
+    for (; i < roundEnd; i += 8) {
+      std::size_t base = i;
+      unsigned mask;
+      if (i + 8 <= starts) {
+        mask = Mask(candidates(i));
+      } else {
+        base = starts - 8;
+        mask = Mask(candidates(base)) & (0xFFFFu << (2 * (i - base)));
+      }
+      while (mask != 0) {
+        const std::size_t p = base + LowestLane(mask);
+        if (s[p] == 0) return kNone;
+        if (portable::RestMatches(s + p, needle)) return p;
+        mask &= mask - 1;  // both bits of the lane
+        mask &= mask - 1;
+      }
     }
   }
   return kNone;

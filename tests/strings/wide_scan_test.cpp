@@ -212,15 +212,15 @@ TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
           EXPECT_EQ(p, f.findText(s.get(), n, needle.get()))
               << name << "first of two, " << Where(f, n, p);
           // Starts that match in their first units only, before the match.
-          Range near = Text(n);
+          Range misses = Text(n);
           for (std::size_t q = 0; m >= 2 && q + 1 < p; q += 2) {
-            Put(near, q, text, 1);
+            Put(misses, q, text, 1);
           }
           for (std::size_t q = 0; m >= 2 && q + m - 1 < p; q += m) {
-            Put(near, q, text, m - 1);
+            Put(misses, q, text, m - 1);
           }
-          Put(near, p, text, m);
-          EXPECT_EQ(p, f.findText(near.get(), n, needle.get()))
+          Put(misses, p, text, m);
+          EXPECT_EQ(p, f.findText(misses.get(), n, needle.get()))
               << name << "after near misses, " << Where(f, n, p);
           Range cut = Text(n);
           Put(cut, p, text, m);
