@@ -37,13 +37,13 @@ std::unique_ptr<T[]> Exact(std::size_t count) {
   return std::unique_ptr<T[]>(new T[count == 0 ? 1 : count]);
 }
 
-void FuzzToWide(const char* text, std::size_t bytes, std::size_t limitSeed) {
+void FuzzToWide(const char* text, std::size_t bytes, std::size_t limitPick) {
   const std::size_t need = platform::MbsToWideReplacing(nullptr, text, 0);
   Check(need <= bytes);
   auto wide = Exact<WCHAR>(need);
   Check(platform::MbsToWideReplacing(wide.get(), text, need) == need);
 
-  const std::size_t limit = limitSeed % (need + 1);
+  const std::size_t limit = limitPick % (need + 1);
   auto cut = Exact<WCHAR>(limit);
   const std::size_t got = platform::MbsToWideReplacing(cut.get(), text, limit);
   Check(got <= limit);
@@ -75,13 +75,13 @@ void FuzzToWide(const char* text, std::size_t bytes, std::size_t limitSeed) {
   }
 }
 
-void FuzzToMbs(const WCHAR* units, std::size_t count, std::size_t limitSeed) {
+void FuzzToMbs(const WCHAR* units, std::size_t count, std::size_t limitPick) {
   const std::size_t need = platform::WideToMbsReplacing(nullptr, units, 0);
   Check(need <= count * MB_CUR_MAX);
   auto bytes = Exact<char>(need);
   Check(platform::WideToMbsReplacing(bytes.get(), units, need) == need);
 
-  const std::size_t limit = limitSeed % (need + 1);
+  const std::size_t limit = limitPick % (need + 1);
   auto cut = Exact<char>(limit);
   const std::size_t got = platform::WideToMbsReplacing(cut.get(), units, limit);
   Check(got <= limit && got <= need);
@@ -105,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   if (std::setlocale(LC_ALL, (control & 1) != 0 ? "C.UTF-8" : "C") == nullptr) {
     return 0;
   }
-  const std::size_t limitSeed = control >> 1;
+  const std::size_t limitPick = control >> 1;
   ++data, --size;
 
   // Bytes up to the first zero, in a block of exactly that size.
@@ -117,7 +117,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   auto text = Exact<char>(bytes + 1);
   std::memcpy(text.get(), data, bytes);
   text[bytes] = 0;
-  FuzzToWide(text.get(), bytes, limitSeed);
+  FuzzToWide(text.get(), bytes, limitPick);
 
   // The same input as 16-bit units, up to the first zero unit.
   std::vector<WCHAR> units;
@@ -129,6 +129,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
   auto wide = Exact<WCHAR>(units.size() + 1);
   std::copy(units.begin(), units.end(), wide.get());
   wide[units.size()] = 0;
-  FuzzToMbs(wide.get(), units.size(), limitSeed);
+  FuzzToMbs(wide.get(), units.size(), limitPick);
   return 0;
 }

@@ -311,11 +311,13 @@ void CKZStringBlock::DropMbs() {
   mbsBuffer = nullptr;
 }
 
-void CKZString::FreeBlock(CKZStringBlock* block) {
+void DestroyBlock(CKZStringBlock* block) {
   block->DropWide();
   block->DropMbs();
   std::free(block);
 }
+
+void CKZString::FreeBlock(CKZStringBlock* block) { DestroyBlock(block); }
 
 KZAllocCounters KZGetAllocCounters() {
   KZAllocCounters c;

@@ -27,6 +27,9 @@ constexpr std::uint32_t kMaxBlockCapacity = 0x7FFFFFFEu;
 std::uint32_t WideTextLength(const WCHAR* text);
 std::uint32_t MbsTextLength(const char* text);
 
+// Frees the buffers, each by its allocator, then the record.
+void DestroyBlock(CKZStringBlock* block);
+
 // Capacity rule: R when L < R, else R + L (saturated at kMaxBlockCapacity).
 std::uint32_t BlockCapacity(std::uint32_t requested, std::uint32_t length);
 

@@ -52,6 +52,78 @@ CKZStringBlock* TakeBlock(CKZStringBlock*& held, bool wide,
   return nullptr;
 }
 
+// What the formatting loop needs of each encoding.
+struct MbsForm {
+  using Unit = char;
+  static CKZStringBlock* Create(std::uint32_t size) {
+    return CKZStringBlock::CreateMbs(nullptr, size);
+  }
+  static Unit* Buffer(CKZStringBlock* block) { return block->mbsBuffer; }
+  static int Format(Unit* buffer, std::size_t limit, const Unit* format,
+                    va_list args) {
+    return platform::_vsnprintf(buffer, limit, format, args);
+  }
+  static int Count(const Unit* format, va_list args) {
+    return platform::_vscprintf(format, args);
+  }
+  static void SetLength(CKZStringBlock* block, std::uint32_t count) {
+    block->mbsLength = count;
+    block->wideLength = SingleByteLocale() ? count : 0;
+  }
+};
+
+struct WideForm {
+  using Unit = WCHAR;
+  static CKZStringBlock* Create(std::uint32_t size) {
+    return CKZStringBlock::CreateWide(nullptr, size);
+  }
+  static Unit* Buffer(CKZStringBlock* block) { return block->wideBuffer; }
+  static int Format(Unit* buffer, std::size_t limit, const Unit* format,
+                    va_list args) {
+    return platform::_vsnwprintf(buffer, limit, format, args);
+  }
+  static int Count(const Unit* format, va_list args) {
+    return platform::_vscwprintf(format, args);
+  }
+  static void SetLength(CKZStringBlock* block, std::uint32_t count) {
+    block->wideLength = count;
+    block->mbsLength = SingleByteLocale() ? count : 0;
+  }
+};
+
+// Formats into a block of `size` (or into `reused`), doubling the capacity
+// of the failed pass until the text fits. Gives the filled block, or nullptr
+// when the formatter rejects the format or memory runs out.
+template <typename Form>
+CKZStringBlock* Produce(CKZStringBlock* reused, std::uint32_t size,
+                        const typename Form::Unit* format, va_list args) {
+  for (;;) {
+    CKZStringBlock* block = reused != nullptr ? reused : Form::Create(size);
+    reused = nullptr;
+    if (block == nullptr) return nullptr;
+    const std::uint32_t capacity = block->capacity;
+    va_list pass;
+    va_copy(pass, args);
+    int count = capacity == 0 ? -1
+                              : Form::Format(Form::Buffer(block),
+                                             Limit(capacity), format, pass);
+    va_end(pass);
+    if (count >= 0) {
+      Form::SetLength(block, static_cast<std::uint32_t>(count));
+      Form::Buffer(block)[count] = 0;
+      return block;
+    }
+    DestroyBlock(block);
+    if (capacity != 0 && NeverFits(Form::Count, format, args, capacity)) {
+      return nullptr;  // rejected: the value stays null
+    }
+    size = capacity == 0
+               ? 1
+               : (capacity > kMaxBlockCapacity / 2 ? kMaxBlockCapacity + 1
+                                                   : capacity * 2);
+  }
+}
+
 }  // namespace
 
 void CKZString::Compose(const char* format, ...) {
@@ -72,71 +144,13 @@ void CKZString::VCompose(ULONG size, const char* format, va_list args) {
   // The former text goes before the formatter reads anything.
   CKZStringBlock* reused = TakeBlock(m_block, false, size);
   Release(m_block);
-  for (;;) {
-    CKZStringBlock* block =
-        reused != nullptr ? reused : CKZStringBlock::CreateMbs(nullptr, size);
-    reused = nullptr;
-    if (block == nullptr) return;
-    std::uint32_t capacity = block->capacity;
-    va_list pass;
-    va_copy(pass, args);
-    int count = capacity == 0
-                    ? -1
-                    : platform::_vsnprintf(block->mbsBuffer, Limit(capacity),
-                                           format, pass);
-    va_end(pass);
-    if (count >= 0) {
-      block->mbsLength = static_cast<std::uint32_t>(count);
-      block->wideLength = SingleByteLocale() ? block->mbsLength : 0;
-      block->mbsBuffer[count] = 0;
-      m_block = block;
-      return;
-    }
-    FreeBlock(block);
-    if (capacity != 0 &&
-        NeverFits(platform::_vscprintf, format, args, capacity)) {
-      return;  // rejected: the value stays null
-    }
-    size = capacity == 0
-               ? 1
-               : (capacity > kMaxBlockCapacity / 2 ? kMaxBlockCapacity + 1
-                                                   : capacity * 2);
-  }
+  m_block = Produce<MbsForm>(reused, size, format, args);
 }
 
 void CKZString::VCompose(ULONG size, const WCHAR* format, va_list args) {
   CKZStringBlock* reused = TakeBlock(m_block, true, size);
   Release(m_block);
-  for (;;) {
-    CKZStringBlock* block =
-        reused != nullptr ? reused : CKZStringBlock::CreateWide(nullptr, size);
-    reused = nullptr;
-    if (block == nullptr) return;
-    std::uint32_t capacity = block->capacity;
-    va_list pass;
-    va_copy(pass, args);
-    int count = capacity == 0
-                    ? -1
-                    : platform::_vsnwprintf(block->wideBuffer, Limit(capacity),
-                                            format, pass);
-    va_end(pass);
-    if (count >= 0) {
-      block->wideLength = static_cast<std::uint32_t>(count);
-      block->mbsLength = SingleByteLocale() ? block->wideLength : 0;
-      block->wideBuffer[count] = 0;
-      m_block = block;
-      return;
-    }
-    FreeBlock(block);
-    if (capacity != 0 &&
-        NeverFits(platform::_vscwprintf, format, args, capacity)) {
-      return;
-    }
-    size = capacity == 0
-               ? 1
-               : (capacity > kMaxBlockCapacity / 2 ? kMaxBlockCapacity + 1
-                                                   : capacity * 2);
-  }
+  m_block = Produce<WideForm>(reused, size, format, args);
 }
 
 bool CKZString::LoadStringW(HINSTANCE module, UINT id, UINT size) {
