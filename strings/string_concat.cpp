@@ -59,7 +59,11 @@ std::uint32_t JoinCapacity(std::uint32_t left, std::uint32_t right) {
 void CKZString::AppendWide(const WCHAR* text, ULONG count) {
   CKZStringBlock* block = m_block;
   const std::uint32_t length = block->wideLength;
-  block->ReserveWide(length + count);
+  // A converted form can be longer than the capacity: compare without
+  // letting capacity - length wrap.
+  if (length > block->capacity || count > block->capacity - length) {
+    block->ReserveWide(length + count);
+  }
   // The terminator comes with the source.
   std::memcpy(block->wideBuffer + length, text,
               (static_cast<std::size_t>(count) + 1) * sizeof(WCHAR));
@@ -73,7 +77,9 @@ void CKZString::AppendWide(const WCHAR* text, ULONG count) {
 void CKZString::AppendMbs(const char* text, ULONG count) {
   CKZStringBlock* block = m_block;
   const std::uint32_t length = block->mbsLength;
-  block->ReserveMbs(length + count);
+  if (length > block->capacity || count > block->capacity - length) {
+    block->ReserveMbs(length + count);
+  }
   std::memcpy(block->mbsBuffer + length, text,
               static_cast<std::size_t>(count) + 1);
   block->mbsLength = length + count;

@@ -217,9 +217,9 @@ class KZCOMMON_API CKZString {
   CKZString& operator+=(WCHAR right) {
     // The common case in place: sole owner of a wide-only text with room.
     CKZStringBlock* b = m_block;
+    // wideLength - 1 < capacity - 1: some text, and room for one more.
     if (b != nullptr && right != 0 && b->refCount == 1 &&
-        b->mbsBuffer == nullptr && b->wideLength != 0 &&
-        b->wideLength < b->capacity) {
+        b->mbsBuffer == nullptr && b->wideLength - 1u < b->capacity - 1u) {
       b->wideBuffer[b->wideLength] = right;
       b->wideBuffer[++b->wideLength] = 0;
       // Without a multibyte form this field is read only in a single-byte
@@ -232,8 +232,7 @@ class KZCOMMON_API CKZString {
   CKZString& operator+=(char right) {
     CKZStringBlock* b = m_block;
     if (b != nullptr && right != 0 && b->refCount == 1 &&
-        b->wideBuffer == nullptr && b->mbsLength != 0 &&
-        b->mbsLength < b->capacity) {
+        b->wideBuffer == nullptr && b->mbsLength - 1u < b->capacity - 1u) {
       b->mbsBuffer[b->mbsLength] = right;
       b->mbsBuffer[++b->mbsLength] = 0;
       b->wideLength = b->mbsLength;
@@ -366,9 +365,10 @@ class KZCOMMON_API CKZString {
   // Frees the buffers, each by its allocator, then the record.
   static void FreeBlock(CKZStringBlock* block);
   void Assign(CKZStringBlock* block) {
-    if (block != m_block) {
-      Release(m_block);
+    CKZStringBlock* old = m_block;
+    if (block != old) {
       m_block = Acquire(block);
+      Release(old);
     }
   }
 
