@@ -8,7 +8,7 @@
 
 #include "platform/platform.h"
 
-#include "strings/unit_scan.h"
+#include "strings/internal/unit_scan.h"
 
 // CKZString's inline copy and release reach the count through the block's
 // address; that holds only while the count is the first field of a

@@ -16,8 +16,8 @@
 
 #include "platform/platform.h"
 
+#include "strings/internal/unit_scan.h"
 #include "strings/string_block.h"
-#include "strings/unit_scan.h"
 
 namespace {
 

@@ -1,8 +1,7 @@
-// Scans over text whose readable length is known, several units at a time.
-// Every load stays inside [0, count): the buffers they run over may end
-// right there.
-#ifndef KZCOMMON_STRINGS_UNIT_SCAN_H_
-#define KZCOMMON_STRINGS_UNIT_SCAN_H_
+// Scans for the block's copies and conversions, several units at a time.
+// Searches and comparisons have theirs in strings/internal/wide_scan.h.
+#ifndef KZCOMMON_STRINGS_INTERNAL_UNIT_SCAN_H_
+#define KZCOMMON_STRINGS_INTERNAL_UNIT_SCAN_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -59,20 +58,6 @@ inline std::size_t BoundedLength(const WCHAR* text, std::size_t limit) {
   return n;
 }
 #endif
-
-// Index of the first zero unit in text[0, count), or count.
-inline std::size_t FirstZeroUnit(const WCHAR* text, std::size_t count) {
-  std::size_t i = 0;
-#if defined(__SSE2__)
-  const __m128i zero = _mm_setzero_si128();
-  for (; i + 8 <= count; i += 8) {
-    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
-    if (_mm_movemask_epi8(_mm_cmpeq_epi16(v, zero)) != 0) break;
-  }
-#endif
-  while (i < count && text[i] != 0) ++i;
-  return i;
-}
 
 // Copies the leading units of text[0, count) that are ASCII and not zero
 // into bytes of the same value; returns how many it copied. Every supported
@@ -133,4 +118,4 @@ inline std::size_t WidenAsciiPrefix(WCHAR* out, const char* text,
 
 }  // namespace kzscan
 
-#endif  // KZCOMMON_STRINGS_UNIT_SCAN_H_
+#endif  // KZCOMMON_STRINGS_INTERNAL_UNIT_SCAN_H_
