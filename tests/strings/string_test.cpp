@@ -143,56 +143,6 @@ TEST(StringNullEmpty, EveryWayOfMakingAString) {
   }
 }
 
-// A count below the text's length copies that many units or bytes; a text
-// shorter than the count is padded with zeros up to it. The lengths then
-// follow the locale: in a single-byte locale Length of padded multibyte text
-// is the count until the wide form exists and the text's length after; in
-// a multibyte locale it is the text's length at once. Catches a counted
-// constructor that measures the text, and a Length that converts in the
-// single-byte locale.
-TEST(StringCounted, CountCutsOrPadsTheText) {
-  const bool multibyte = kztest::MultibyteLocale();
-  {
-    SCOPED_TRACE("multibyte text, count below its length");
-    CKZString s("hello", 3);
-    EXPECT_EQ("hel", M(s));
-    EXPECT_EQ(u"hel", W(s));
-    EXPECT_EQ(3u, s.Length());
-    EXPECT_EQ(3u, s.MbsLength());
-  }
-  {
-    SCOPED_TRACE("wide text, count below its length");
-    CKZString s(OLESTR("hello"), 3);
-    EXPECT_EQ(u"hel", W(s));
-    EXPECT_EQ("hel", M(s));
-    EXPECT_EQ(3u, s.Length());
-    EXPECT_EQ(3u, s.MbsLength());
-  }
-  {
-    SCOPED_TRACE("multibyte text of 2 bytes, count 5");
-    CKZString s("ab", 5);
-    EXPECT_EQ(0, std::memcmp(A::MbsBuffer(s), "ab\0\0\0", 6));
-    EXPECT_EQ(multibyte ? 2u : 5u, s.Length());
-    EXPECT_EQ(multibyte, A::HasWide(s));
-    EXPECT_EQ(5u, s.MbsLength());
-    EXPECT_EQ(u"ab", W(s));
-    EXPECT_EQ(2u, s.Length());
-    EXPECT_EQ(5u, s.MbsLength());
-  }
-  {
-    SCOPED_TRACE("wide text of 2 units, count 5");
-    CKZString s(OLESTR("ab"), 5);
-    static const WCHAR kPadded[] = {'a', 'b', 0, 0, 0, 0};
-    EXPECT_EQ(0, std::memcmp(A::WideBuffer(s), kPadded, sizeof kPadded));
-    EXPECT_EQ(5u, s.Length());
-    EXPECT_EQ(multibyte ? 2u : 5u, s.MbsLength());
-    EXPECT_EQ(multibyte, A::HasMbs(s));
-    EXPECT_EQ("ab", M(s));
-    EXPECT_EQ(2u, s.MbsLength());
-    EXPECT_EQ(5u, s.Length());
-  }
-}
-
 // Assigning a string to itself, or to one that already shares its block,
 // changes nothing: same block, same count, nothing freed. Catches an Assign
 // that releases before it acquires (a freed block for the self case) or
