@@ -76,30 +76,6 @@ TEST(InitialBlockSize, CapacityRuleUsesTheConfiguredSize) {
   }
 }
 
-// Capacity rule with the default of 64: the boundary at L == R is the fault
-// to catch (64 gives 128, not 64).
-TEST(StringBlock, CapacityRuleAroundTheDefault) {
-  if (!DefaultBlockSize()) GTEST_SKIP();
-  struct Row {
-    const char* name;
-    ULONG length;
-    std::uint32_t capacity;
-  } rows[] = {{"empty", 0, 64},
-              {"below", 63, 64},
-              {"at", 64, 128},
-              {"above", 65, 129},
-              {"far", 100, 164}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    std::string text(row.length, 'x');
-    CKZString mbs(text.c_str());
-    EXPECT_EQ(row.capacity, A::Capacity(mbs));
-    WString wide(row.length, 'x');
-    CKZString w(wide.c_str());
-    EXPECT_EQ(row.capacity, A::Capacity(w));
-  }
-}
-
 // A counted constructor sizes the block by its count, not by the text's own
 // length: a text shorter than the count still needs room for the count.
 TEST(StringBlock, CountedConstructorCapacityFollowsTheCount) {

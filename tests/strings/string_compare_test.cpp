@@ -9,18 +9,15 @@
 #include "platform/platform.h"
 
 #include "strings/internal/test_access.h"
+#include "strings/string_forms.h"
 #include "test_support.h"
 
 namespace {
 
 using A = CKZStringTestAccess;
-using WString = std::basic_string<WCHAR>;
-
-WString Wide(const char* ascii) {
-  WString out;
-  for (; *ascii != 0; ++ascii) out.push_back(static_cast<WCHAR>(*ascii));
-  return out;
-}
+using kztest::Widen;
+using kztest::WideOrNull;
+using kztest::WString;
 
 WString Units(std::initializer_list<unsigned> units) {
   WString out;
@@ -51,6 +48,11 @@ CKZString Make(Form form, const std::string& bytes, const WString& wide) {
   CKZString s(wide.c_str());
   if (form == Form::kBoth) static_cast<void>(static_cast<const char*>(s));
   return s;
+}
+
+// The same for ASCII text, or a null string for nullptr.
+CKZString MakeOrNull(Form form, const char* ascii) {
+  return ascii == nullptr ? CKZString() : Make(form, ascii, Widen(ascii));
 }
 
 // A wide-only value whose units may include zeros, as SetAt(i, 0) leaves
@@ -140,51 +142,54 @@ OrderPair PairWhoseOrdersDiffer() {
           1};
 }
 
-// The order of every operator and every overload, for null, empty and text
-// values in every combination of forms. Faults caught: a null string equal
-// to an empty one, a null text not equal to a null string, a free operator
-// that forgets to turn the sign (`"a" < null` true), member and free operators
-// disagreeing, the terminator not sorting lowest.
+// The order of every operator and every overload, and CaseLessEqual, for
+// null, empty and text values in every combination of forms. Faults caught:
+// a null string equal to an empty one, a null text not equal to a null
+// string, a free operator that forgets to turn the sign (`"a" < null` true),
+// member and free operators disagreeing, the terminator not sorting lowest.
 TEST(StringCompare, OperatorsOrderNullEmptyAndText) {
   struct Row {
     const char* name;
     const char* left;  // nullptr: a null string
     const char* right;
     int expected;
+    bool caseLessEqual;
   } rows[] = {
-      {"null against null", nullptr, nullptr, 0},
-      {"null before empty", nullptr, "", -1},
-      {"empty after null", "", nullptr, 1},
-      {"empty equals empty", "", "", 0},
-      {"null before text", nullptr, "a", -1},
-      {"text after null", "a", nullptr, 1},
-      {"empty before text", "", "a", -1},
-      {"shorter common start first", "ab", "abc", -1},
-      {"longer common start after", "abc", "ab", 1},
-      {"first difference decides, not length", "b", "abc", 1},
-      {"equal texts in two blocks", "abc", "abc", 0},
-      {"case counts", "Abc", "abc", -1},
+      {"null against null", nullptr, nullptr, 0, true},
+      {"null before empty", nullptr, "", -1, false},
+      {"empty after null", "", nullptr, 1, false},
+      {"empty equals empty", "", "", 0, true},
+      {"null before text", nullptr, "a", -1, false},
+      {"text after null", "a", nullptr, 1, false},
+      {"empty before text", "", "a", -1, false},
+      {"shorter common start first", "ab", "abc", -1, false},
+      {"longer common start after", "abc", "ab", 1, false},
+      {"first difference decides, not length", "b", "abc", 1, false},
+      {"equal texts in two blocks", "abc", "abc", 0, true},
+      {"case counts", "Abc", "abc", -1, true},
   };
   for (const Row& row : rows) {
     for (Form lf : kForms) {
       for (Form rf : kForms) {
         SCOPED_TRACE(std::string(row.name) + ", " + FormName(lf) + " vs " +
                      FormName(rf));
-        const WString lw = row.left ? Wide(row.left) : WString();
-        const WString rw = row.right ? Wide(row.right) : WString();
-        CKZString left = row.left ? Make(lf, row.left, lw) : CKZString();
-        CKZString right = row.right ? Make(rf, row.right, rw) : CKZString();
-        const WCHAR* leftWide = row.left ? lw.c_str() : nullptr;
-        const WCHAR* rightWide = row.right ? rw.c_str() : nullptr;
+        const WideOrNull leftWide(row.left);
+        const WideOrNull rightWide(row.right);
+        CKZString left = MakeOrNull(lf, row.left);
+        CKZString right = MakeOrNull(rf, row.right);
 
         EXPECT_EQ(row.expected, Sign(A::Compare(left, right)));
-        EXPECT_EQ(row.expected, Sign(A::Compare(left, rightWide, false)));
+        EXPECT_EQ(row.expected, Sign(A::Compare(left, rightWide.get(), false)));
         EXPECT_EQ(row.expected, Sign(A::Compare(left, row.right, false)));
         ExpectOperators(left, right, row.expected, "member, string");
-        ExpectOperators(left, rightWide, row.expected, "member, wide text");
+        ExpectOperators(left, rightWide.get(), row.expected,
+                        "member, wide text");
         ExpectOperators(left, row.right, row.expected, "member, mbs text");
-        ExpectOperators(leftWide, right, row.expected, "free, wide text");
+        ExpectOperators(leftWide.get(), right, row.expected, "free, wide text");
         ExpectOperators(row.left, right, row.expected, "free, mbs text");
+        EXPECT_EQ(row.caseLessEqual, left.CaseLessEqual(right));
+        EXPECT_EQ(row.caseLessEqual, left.CaseLessEqual(rightWide.get()));
+        EXPECT_EQ(row.caseLessEqual, left.CaseLessEqual(row.right));
       }
     }
   }
@@ -215,20 +220,14 @@ TEST(StringCompare, EncodingFollowsTheFormsPresent) {
   };
   const SameText text = LocaleText();
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    {
+    for (bool caseLess : {false, true}) {
+      SCOPED_TRACE(std::string(row.name) + (caseLess ? ", CaseLessEqual" : ""));
       CKZString left = Make(row.left, text.bytes, text.wide);
       CKZString right = Make(row.right, text.bytes, text.wide);
-      EXPECT_EQ(0, A::Compare(left, right));
+      EXPECT_TRUE(caseLess ? left.CaseLessEqual(right)
+                           : A::Compare(left, right) == 0);
       EXPECT_EQ(row.leftAfter, Forms(left));
       EXPECT_EQ(row.rightAfter, Forms(right));
-    }
-    {
-      CKZString left = Make(row.left, text.bytes, text.wide);
-      CKZString right = Make(row.right, text.bytes, text.wide);
-      EXPECT_TRUE(left.CaseLessEqual(right));
-      EXPECT_EQ(row.leftAfter, Forms(left)) << "CaseLessEqual";
-      EXPECT_EQ(row.rightAfter, Forms(right)) << "CaseLessEqual";
     }
   }
 }
@@ -269,19 +268,14 @@ TEST(StringCompare, ByteOrderAndWideOrderFollowTheEncoding) {
       {"mbs-only vs wide-only: wide", Form::kMbs, Form::kWide, true},
   };
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
     const int expected = row.wide ? pair.wideOrder : pair.byteOrder;
-    {
+    for (bool swapped : {false, true}) {
+      SCOPED_TRACE(std::string(row.name) + (swapped ? ", swapped" : ""));
       CKZString x = Make(row.x, pair.xBytes, pair.xWide);
       CKZString y = Make(row.y, pair.yBytes, pair.yWide);
-      EXPECT_EQ(expected, Sign(A::Compare(x, y)));
-      EXPECT_EQ(expected < 0, x < y);
-    }
-    {
-      CKZString x = Make(row.x, pair.xBytes, pair.xWide);
-      CKZString y = Make(row.y, pair.yBytes, pair.yWide);
-      EXPECT_EQ(-expected, Sign(A::Compare(y, x)));
-      EXPECT_EQ(expected<0, y> x);
+      EXPECT_EQ(swapped ? -expected : expected,
+                Sign(swapped ? A::Compare(y, x) : A::Compare(x, y)));
+      EXPECT_EQ(expected < 0, swapped ? y > x : x < y);
     }
   }
   // One pair, two answers: once the multibyte-only side gains a wide form the
@@ -319,7 +313,7 @@ TEST(StringCompare, WideUnitOrder) {
        Units({'a', 'c'}), -1},
       {"shorter sorts first", Units({'a', 'b'}), Units({'a', 'b', 1}), -1},
   };
-  const WString prefixes[] = {WString(), Wide("0123456789abcdefghij")};
+  const WString prefixes[] = {WString(), Widen("0123456789abcdefghij")};
   for (const Row& row : rows) {
     for (const WString& prefix : prefixes) {
       SCOPED_TRACE(std::string(row.name) + (prefix.empty() ? "" : ", long"));
@@ -352,7 +346,7 @@ TEST(StringCompare, EveryPositionOfTheWordLoops) {
     EXPECT_EQ(1, Sign(A::Compare(diff, whole)));
     EXPECT_EQ(pos, diff.Find(static_cast<WCHAR>('b')));
     EXPECT_EQ(pos, diff.ReverseFind(static_cast<WCHAR>('b')));
-    EXPECT_EQ(pos, diff.Find(Wide("b").c_str()));
+    EXPECT_EQ(pos, diff.Find(Widen("b").c_str()));
     EXPECT_EQ(static_cast<LONG>(n), diff.Find(static_cast<WCHAR>(0)));
 
     CKZString prefix = Exact(base.substr(0, p));
@@ -367,7 +361,7 @@ TEST(StringCompare, EveryPositionOfTheWordLoops) {
     EXPECT_EQ(pos, cut.ReverseFind(static_cast<WCHAR>(0)));
     EXPECT_EQ(p == 0 ? -1 : 0, cut.Find(static_cast<WCHAR>('a')));
     EXPECT_EQ(pos - 1, cut.ReverseFind(static_cast<WCHAR>('a')));
-    EXPECT_EQ(p == 0 ? -1 : 0, cut.Find(Wide("a").c_str()));
+    EXPECT_EQ(p == 0 ? -1 : 0, cut.Find(Widen("a").c_str()));
   }
 }
 
@@ -434,8 +428,8 @@ TEST(StringCompare, IgnoreCaseInBothEncodings) {
   for (const Row& row : rows) {
     for (Form form : kForms) {
       SCOPED_TRACE(std::string(row.name) + ", " + FormName(form));
-      const WString lw = Wide(row.left);
-      const WString rw = Wide(row.right);
+      const WString lw = Widen(row.left);
+      const WString rw = Widen(row.right);
       CKZString s = Make(form, row.left, lw);
       EXPECT_EQ(row.ignoringCase, Sign(A::Compare(s, rw.c_str(), true)));
       EXPECT_EQ(row.ignoringCase, Sign(A::Compare(s, row.right, true)));
@@ -478,8 +472,8 @@ TEST(StringCaseLessEqual, AsciiInEveryOverload) {
       {"empty texts", "", "", true},
   };
   for (const Row& row : rows) {
-    const WString lw = Wide(row.left);
-    const WString rw = Wide(row.right);
+    const WString lw = Widen(row.left);
+    const WString rw = Widen(row.right);
     for (Form lf : kForms) {
       SCOPED_TRACE(std::string(row.name) + ", " + FormName(lf));
       CKZString left = Make(lf, row.left, lw);
@@ -522,36 +516,10 @@ TEST(StringCaseLessEqual, ZeroUnitEndsTheText) {
   }
 }
 
-// CaseLessEqual with null and empty values and texts, and a shared block.
-// Faults caught: a null string equal to an empty one, a null text not equal
-// to a null string, a shared block read (and its forms built) to compare.
-TEST(StringCaseLessEqual, NullEmptyAndSharedBlocks) {
-  struct Row {
-    const char* name;
-    const char* left;  // nullptr: a null string or a null text
-    const char* right;
-    bool equal;
-  } rows[] = {
-      {"null and null", nullptr, nullptr, true},
-      {"null and empty", nullptr, "", false},
-      {"empty and null", "", nullptr, false},
-      {"empty and empty", "", "", true},
-      {"text and null", "abc", nullptr, false},
-      {"null and text", nullptr, "abc", false},
-  };
-  for (const Row& row : rows) {
-    for (Form form : kForms) {
-      SCOPED_TRACE(std::string(row.name) + ", " + FormName(form));
-      const WString lw = row.left ? Wide(row.left) : WString();
-      const WString rw = row.right ? Wide(row.right) : WString();
-      CKZString left = row.left ? Make(form, row.left, lw) : CKZString();
-      CKZString right = row.right ? Make(form, row.right, rw) : CKZString();
-      EXPECT_EQ(row.equal, left.CaseLessEqual(right));
-      EXPECT_EQ(row.equal,
-                left.CaseLessEqual(row.right ? rw.c_str() : nullptr));
-      EXPECT_EQ(row.equal, left.CaseLessEqual(row.right));
-    }
-  }
+// CaseLessEqual and Compare of two values sharing a block (null and empty
+// are in OperatorsOrderNullEmptyAndText). Fault caught: a shared block read
+// (and its forms built) to compare.
+TEST(StringCaseLessEqual, SharedBlocks) {
   for (Form form : {Form::kWide, Form::kMbs}) {
     SCOPED_TRACE(FormName(form));
     const SameText text = LocaleText();
@@ -637,7 +605,7 @@ TEST(StringFind, CharacterInBothForms) {
       {"absent", '#', -1, -1},
       {"character 0 finds the terminator", '\0', 46, 46},
   };
-  CKZString wide(Wide(kAlpha).c_str());
+  CKZString wide(Widen(kAlpha).c_str());
   CKZString mbs(kAlpha);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -673,9 +641,9 @@ TEST(StringFind, TextInBothForms) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    CKZString wide(Wide(row.haystack).c_str());
+    CKZString wide(Widen(row.haystack).c_str());
     CKZString mbs(row.haystack);
-    EXPECT_EQ(row.expected, wide.Find(Wide(row.needle).c_str()));
+    EXPECT_EQ(row.expected, wide.Find(Widen(row.needle).c_str()));
     EXPECT_EQ(row.expected, mbs.Find(row.needle));
   }
 }
@@ -697,8 +665,7 @@ TEST(StringFind, NullAndEmptyValuesAndNeedles) {
   for (const Row& row : rows) {
     for (Form form : kForms) {
       SCOPED_TRACE(std::string(row.name) + ", " + FormName(form));
-      const WString w = row.value ? Wide(row.value) : WString();
-      CKZString s = row.value ? Make(form, row.value, w) : CKZString();
+      CKZString s = MakeOrNull(form, row.value);
       EXPECT_EQ(row.emptyWide, s.Find(emptyWide));
       EXPECT_EQ(row.emptyMbs, s.Find(""));
       EXPECT_EQ(-1, s.Find(static_cast<const WCHAR*>(nullptr)));
@@ -711,7 +678,7 @@ TEST(StringFind, NullAndEmptyValuesAndNeedles) {
       EXPECT_EQ(row.letter, s.Find('a'));
       EXPECT_EQ(row.letter, s.ReverseFind(static_cast<WCHAR>('a')));
       EXPECT_EQ(row.letter, s.ReverseFind('a'));
-      EXPECT_EQ(row.letter, s.Find(Wide("a").c_str()));
+      EXPECT_EQ(row.letter, s.Find(Widen("a").c_str()));
       EXPECT_EQ(row.letter, s.Find("a"));
     }
   }
@@ -729,14 +696,14 @@ TEST(StringFind, BuildsOnlyTheFormSearched) {
     const char* formsAfter;
   } rows[] = {
       {"wide text on mbs-only", Form::kMbs,
-       [](const CKZString& s) { return s.Find(Wide("b").c_str()); }, 1, "WM"},
+       [](const CKZString& s) { return s.Find(Widen("b").c_str()); }, 1, "WM"},
       {"null wide text on mbs-only", Form::kMbs,
        [](const CKZString& s) {
          return s.Find(static_cast<const WCHAR*>(nullptr));
        },
        -1, "M"},
       {"empty wide text on mbs-only", Form::kMbs,
-       [](const CKZString& s) { return s.Find(Wide("").c_str()); }, -1, "M"},
+       [](const CKZString& s) { return s.Find(Widen("").c_str()); }, -1, "M"},
       {"wide unit on mbs-only", Form::kMbs,
        [](const CKZString& s) {
          return s.ReverseFind(static_cast<WCHAR>('b'));
@@ -756,7 +723,7 @@ TEST(StringFind, BuildsOnlyTheFormSearched) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    CKZString s = Make(row.form, "abc", Wide("abc"));
+    CKZString s = Make(row.form, "abc", Widen("abc"));
     EXPECT_EQ(row.expected, row.search(s));
     EXPECT_EQ(row.formsAfter, Forms(s));
   }
@@ -817,9 +784,9 @@ TEST(StringFind, ZeroUnitEndsTheText) {
   EXPECT_EQ(0, s.ReverseFind(static_cast<WCHAR>('a')));
   EXPECT_EQ(-1, s.Find(static_cast<WCHAR>('d')));
   EXPECT_EQ(-1, s.ReverseFind(static_cast<WCHAR>('d')));
-  EXPECT_EQ(1, s.Find(Wide("bc").c_str()));
-  EXPECT_EQ(-1, s.Find(Wide("cd").c_str()));
-  EXPECT_EQ(-1, s.Find(Wide("abcd").c_str()));
+  EXPECT_EQ(1, s.Find(Widen("bc").c_str()));
+  EXPECT_EQ(-1, s.Find(Widen("cd").c_str()));
+  EXPECT_EQ(-1, s.Find(Widen("abcd").c_str()));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "strings/internal/test_access.h"
 #include "strings/string_forms.h"
+#include "strings/string_test_util.h"
 #include "test_support.h"
 
 using A = CKZStringTestAccess;
@@ -28,6 +29,15 @@ bool DefaultBlockSize() {
 
 std::u16string U(const char* ascii) {
   return std::u16string(ascii, ascii + std::strlen(ascii));
+}
+
+// operator+= through the wide or the multibyte character overload.
+void AppendCharacter(CKZString& s, char c, bool wide) {
+  if (wide) {
+    s += static_cast<WCHAR>(c);
+  } else {
+    s += c;
+  }
 }
 
 }  // namespace
@@ -147,214 +157,104 @@ TEST(StringEncodingChoice, AppendAndJoinText) {
 
 namespace {
 
-enum Outcome { kNullResult, kSharesLeft, kSharesRight, kNewBlock, kUnchanged };
+enum Outcome { kNullResult, kKeepsLeft, kSharesRight, kNewBlock };
+enum JoinOp { kStringPlus, kStringAppend, kTextPlus, kTextAppend };
 
 const char* const kNoText = nullptr;
+
+// The text a join leaves, as M() shows it: the two texts end to end unless
+// a block was kept or shared.
+std::string Joined(const char* left, const char* right, Outcome outcome) {
+  if (outcome == kNullResult) return M(nullptr);
+  if (outcome == kKeepsLeft) return M(left);
+  if (outcome == kSharesRight) return M(right);
+  return std::string(left == nullptr ? "" : left) +
+         (right == nullptr ? "" : right);
+}
 
 }  // namespace
 
 // Faults: a null or empty operand copies where the result should share, or
-// shares where it must not (a text operand never shares the right side), or
-// null and empty are mixed up.
-TEST(StringJoinSharing, OperatorPlusWithString) {
+// shares where it must not, or null and empty are mixed up; an edit with
+// nothing to add unshares the value or drops a form. Whichever way: a
+// string operand shares its block into an empty or null result, a text
+// operand never does; operator+ of nothing gives null, operator+= leaves
+// the value alone; an empty text makes a new block in the text's encoding
+// (a null value becomes empty), through both text overloads.
+TEST(StringJoinSharing, NullAndEmptyOperands) {
   struct Row {
     const char* name;
     const char* left;
     const char* right;
-    Outcome outcome;
+    Outcome stringPlus, stringAppend, text;  // text: operator+ and +=
   } rows[] = {
-      {"null + null", kNoText, kNoText, kNullResult},
-      {"null + empty", kNoText, "", kSharesRight},
-      {"null + text", kNoText, "cd", kSharesRight},
-      {"empty + null", "", kNoText, kNullResult},
-      {"empty + empty", "", "", kSharesRight},
-      {"empty + text", "", "cd", kSharesRight},
-      {"text + null", "ab", kNoText, kSharesLeft},
-      {"text + empty", "ab", "", kSharesLeft},
-      {"text + text", "ab", "cd", kNewBlock},
+      {"null, null", kNoText, kNoText, kNullResult, kKeepsLeft, kKeepsLeft},
+      {"null, empty", kNoText, "", kSharesRight, kKeepsLeft, kNewBlock},
+      {"null, text", kNoText, "cd", kSharesRight, kSharesRight, kNewBlock},
+      {"empty, null", "", kNoText, kNullResult, kKeepsLeft, kKeepsLeft},
+      {"empty, empty", "", "", kSharesRight, kKeepsLeft, kNewBlock},
+      {"empty, text", "", "cd", kSharesRight, kSharesRight, kNewBlock},
+      {"text, null", "ab", kNoText, kKeepsLeft, kKeepsLeft, kKeepsLeft},
+      {"text, empty", "ab", "", kKeepsLeft, kKeepsLeft, kNewBlock},
+      {"text, text", "ab", "cd", kNewBlock, kNewBlock, kNewBlock},
   };
+  static const char* const kOpNames[] = {" (string +)", " (string +=)",
+                                         " (text +)", " (text +=)"};
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const CKZString left = Make(row.left, kWide);
-    const CKZString right = Make(row.right, kWide);
-    const CKZString result = left + right;
-    switch (row.outcome) {
-      case kNullResult:
-        EXPECT_TRUE(A::IsNull(result));
-        break;
-      case kSharesLeft:
-        EXPECT_EQ(A::Block(left), A::Block(result));
-        EXPECT_EQ(2u, A::RefCount(left));
-        break;
-      case kSharesRight:
-        EXPECT_EQ(A::Block(right), A::Block(result));
-        EXPECT_EQ(2u, A::RefCount(right));
-        break;
-      default:
-        EXPECT_NE(A::Block(left), A::Block(result));
-        EXPECT_NE(A::Block(right), A::Block(result));
-        EXPECT_EQ(u"abcd", W(result));
-        break;
-    }
-  }
-}
-
-// Faults: as above for a text on the right, through both text overloads: a
-// null text shares the left block, an empty text on the left of nothing
-// gives a new empty (not null) string, and an empty text after a text copies
-// the left text into a block of the overload's encoding.
-TEST(StringJoinSharing, OperatorPlusWithText) {
-  struct Row {
-    const char* name;
-    const char* left;
-    const char* right;
-    Outcome outcome;
-    const char* expected;
-  } rows[] = {
-      {"null + null", kNoText, kNoText, kNullResult, nullptr},
-      {"null + empty", kNoText, "", kNewBlock, ""},
-      {"null + text", kNoText, "cd", kNewBlock, "cd"},
-      {"empty + null", "", kNoText, kSharesLeft, ""},
-      {"empty + empty", "", "", kNewBlock, ""},
-      {"empty + text", "", "cd", kNewBlock, "cd"},
-      {"text + null", "ab", kNoText, kSharesLeft, "ab"},
-      {"text + empty", "ab", "", kNewBlock, "ab"},
-      {"text + text", "ab", "cd", kNewBlock, "abcd"},
-  };
-  for (const Row& row : rows) {
-    for (bool wideText : {true, false}) {
-      SCOPED_TRACE(std::string(row.name) + (wideText ? ", wide" : ", mbs"));
-      const CKZString left = Make(row.left, kBoth);
-      const std::basic_string<WCHAR> wide =
-          kztest::Widen(row.right == nullptr ? "" : row.right);
-      const CKZString result =
-          wideText ? left + (row.right == nullptr ? nullptr : wide.c_str())
-                   : left + row.right;
-      switch (row.outcome) {
-        case kNullResult:
-          EXPECT_TRUE(A::IsNull(result));
-          break;
-        case kSharesLeft:
-          EXPECT_EQ(A::Block(left), A::Block(result));
-          break;
-        default:
-          ASSERT_FALSE(A::IsNull(result));
-          EXPECT_NE(A::Block(left), A::Block(result));
-          EXPECT_EQ(1u, A::RefCount(result));
-          EXPECT_EQ(wideText ? kWide : kMbs, FormsOf(result));
-          break;
-      }
-      if (row.expected != nullptr) {
-        EXPECT_EQ(row.expected, M(result));
-      }
-    }
-  }
-}
-
-// Faults: operator+= with a null or empty operand changes or unshares the
-// value, a null value becomes empty from an empty string operand, or an
-// empty value copies where it should share the operand's block.
-TEST(StringJoinSharing, AppendString) {
-  struct Row {
-    const char* name;
-    const char* value;
-    const char* operand;
-    Outcome outcome;
-    const char* expected;
-  } rows[] = {
-      {"null += null", kNoText, kNoText, kUnchanged, nullptr},
-      {"null += empty", kNoText, "", kUnchanged, nullptr},
-      {"null += text", kNoText, "cd", kSharesRight, "cd"},
-      {"empty += null", "", kNoText, kUnchanged, ""},
-      {"empty += empty", "", "", kUnchanged, ""},
-      {"empty += text", "", "cd", kSharesRight, "cd"},
-      {"text += null", "ab", kNoText, kUnchanged, "ab"},
-      {"text += empty", "ab", "", kUnchanged, "ab"},
-      {"text += text", "ab", "cd", kNewBlock, "abcd"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    CKZString value = Make(row.value, kBoth);
-    const CKZString sharer = value;
-    const CKZString operand = Make(row.operand, kBoth);
-    value += operand;
-    switch (row.outcome) {
-      case kUnchanged:
-        EXPECT_EQ(A::Block(sharer), A::Block(value));
-        if (row.value != nullptr) {
-          EXPECT_EQ(kBoth, FormsOf(value));
+    for (JoinOp op : {kStringPlus, kStringAppend, kTextPlus, kTextAppend}) {
+      for (bool wideText : {true, false}) {
+        const bool textOp = op == kTextPlus || op == kTextAppend;
+        if (!textOp && !wideText) continue;
+        SCOPED_TRACE(std::string(row.name) + kOpNames[op] +
+                     (textOp ? (wideText ? ", wide" : ", mbs") : ""));
+        const Outcome outcome =
+            textOp ? row.text
+                   : (op == kStringPlus ? row.stringPlus : row.stringAppend);
+        const CKZString left =
+            Make(row.left, op == kStringPlus ? kWide : kBoth);
+        const CKZString right = Make(row.right, kBoth);
+        const kztest::WideOrNull wide(row.right);
+        CKZString result;
+        if (op == kStringPlus) {
+          result = left + right;
+        } else if (op == kTextPlus) {
+          result = wideText ? left + wide.get() : left + row.right;
+        } else {
+          result = left;  // left stays behind as the other sharer
+          if (op == kStringAppend) {
+            result += right;
+          } else if (wideText) {
+            result += wide.get();
+          } else {
+            result += row.right;
+          }
         }
-        break;
-      case kSharesRight:
-        EXPECT_EQ(A::Block(operand), A::Block(value));
-        break;
-      default:
-        EXPECT_NE(A::Block(sharer), A::Block(value));
-        EXPECT_EQ(1u, A::RefCount(value));
-        break;
-    }
-    if (row.expected == nullptr) {
-      EXPECT_TRUE(A::IsNull(value));
-    } else {
-      EXPECT_EQ(row.expected, M(value));
-    }
-    if (row.value != nullptr) {
-      EXPECT_EQ(row.value, M(sharer));
-    }
-  }
-}
-
-// Faults: as above for a text operand: a null text changes something, an
-// empty text leaves a null value null (it must become empty), or an empty
-// text appended to a text neither unshares nor drops the other form.
-TEST(StringJoinSharing, AppendText) {
-  struct Row {
-    const char* name;
-    const char* value;
-    const char* text;
-    Outcome outcome;
-    const char* expected;
-  } rows[] = {
-      {"null += null", kNoText, kNoText, kUnchanged, nullptr},
-      {"null += empty", kNoText, "", kNewBlock, ""},
-      {"null += text", kNoText, "cd", kNewBlock, "cd"},
-      {"empty += null", "", kNoText, kUnchanged, ""},
-      {"empty += empty", "", "", kNewBlock, ""},
-      {"empty += text", "", "cd", kNewBlock, "cd"},
-      {"text += null", "ab", kNoText, kUnchanged, "ab"},
-      {"text += empty", "ab", "", kNewBlock, "ab"},
-      {"text += text", "ab", "cd", kNewBlock, "abcd"},
-  };
-  for (const Row& row : rows) {
-    for (bool wideText : {true, false}) {
-      SCOPED_TRACE(std::string(row.name) + (wideText ? ", wide" : ", mbs"));
-      CKZString value = Make(row.value, kBoth);
-      const CKZString sharer = value;
-      const std::basic_string<WCHAR> wide =
-          kztest::Widen(row.text == nullptr ? "" : row.text);
-      if (wideText) {
-        value += row.text == nullptr ? nullptr : wide.c_str();
-      } else {
-        value += row.text;
-      }
-      if (row.outcome == kUnchanged) {
-        EXPECT_EQ(A::Block(sharer), A::Block(value));
-        if (row.value != nullptr) {
-          EXPECT_EQ(kBoth, FormsOf(value));
+        switch (outcome) {
+          case kNullResult:
+            break;  // M(result) below must be "(null)"
+          case kKeepsLeft:
+            EXPECT_EQ(A::Block(left), A::Block(result));
+            if (row.left != nullptr) {
+              EXPECT_EQ(2u, A::RefCount(left));
+              EXPECT_EQ(op == kStringPlus ? kWide : kBoth, FormsOf(result));
+            }
+            break;
+          case kSharesRight:
+            EXPECT_EQ(A::Block(right), A::Block(result));
+            EXPECT_EQ(2u, A::RefCount(right));
+            break;
+          case kNewBlock:
+            ASSERT_FALSE(A::IsNull(result));
+            EXPECT_NE(A::Block(left), A::Block(result));
+            EXPECT_NE(A::Block(right), A::Block(result));
+            EXPECT_EQ(1u, A::RefCount(result));
+            if (textOp) {
+              EXPECT_EQ(wideText ? kWide : kMbs, FormsOf(result));
+            }
+            break;
         }
-      } else {
-        ASSERT_FALSE(A::IsNull(value));
-        EXPECT_NE(A::Block(sharer), A::Block(value));
-        EXPECT_EQ(1u, A::RefCount(value));
-        EXPECT_EQ(wideText ? kWide : kMbs, FormsOf(value));
-      }
-      if (row.expected == nullptr) {
-        EXPECT_TRUE(A::IsNull(value));
-      } else {
-        EXPECT_EQ(row.expected, M(value));
-      }
-      if (row.value != nullptr) {
-        EXPECT_EQ(row.value, M(sharer));
+        EXPECT_EQ(Joined(row.left, row.right, outcome), M(result));
+        EXPECT_EQ(M(row.left), M(left));
       }
     }
   }
@@ -505,21 +405,11 @@ TEST(StringJoinCapacity, AppendGrowsOnlyPastTheCapacity) {
     ASSERT_EQ(64u, A::Capacity(s));
     const void* buffer = wide ? static_cast<const void*>(A::WideBuffer(s))
                               : static_cast<const void*>(A::MbsBuffer(s));
-    for (int i = 0; i < 4; ++i) {
-      if (wide) {
-        s += OLESTR('y');
-      } else {
-        s += 'y';
-      }
-    }
+    for (int i = 0; i < 4; ++i) AppendCharacter(s, 'y', wide);
     EXPECT_EQ(64u, A::Capacity(s));
     EXPECT_EQ(buffer, wide ? static_cast<const void*>(A::WideBuffer(s))
                            : static_cast<const void*>(A::MbsBuffer(s)));
-    if (wide) {
-      s += OLESTR('z');
-    } else {
-      s += 'z';
-    }
+    AppendCharacter(s, 'z', wide);
     EXPECT_EQ(128u, A::Capacity(s));
     EXPECT_EQ(65u, s.Length());
     EXPECT_EQ(sixty + "yyyyz", M(s));
@@ -536,13 +426,7 @@ TEST(StringJoinCapacity, RepeatedAppendsDoubleAndNeverConvert) {
     SCOPED_TRACE(wide ? "wide" : "mbs");
     CKZString s = Make("x", wide ? kWide : kMbs);
     const KZAllocCounters before = KZGetAllocCounters();
-    for (int i = 1; i < 1000; ++i) {
-      if (wide) {
-        s += OLESTR('x');
-      } else {
-        s += 'x';
-      }
-    }
+    for (int i = 1; i < 1000; ++i) AppendCharacter(s, 'x', wide);
     const KZAllocCounters after = KZGetAllocCounters();
     EXPECT_EQ(4u, after.crtGrow - before.crtGrow);
     EXPECT_EQ(0u, after.crtFree - before.crtFree);
@@ -557,69 +441,54 @@ TEST(StringJoinCapacity, RepeatedAppendsDoubleAndNeverConvert) {
 // is lost so the buffer is freed by the wrong function. Append and insert
 // alike; the capacity doubles from the text's length.
 TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
-  enum Kind { kCrt, kOle, kBstr };
+  using kztest::AttachOp;
   struct Row {
     const char* name;
-    Kind kind;
-    bool wide;
+    AttachOp op;
     void (*edit)(CKZString&);
     const char* expected;
   } rows[] = {
-      {"CRT wide +=", kCrt, true, [](CKZString& s) { s += OLESTR('d'); },
-       "abcd"},
-      {"CRT mbs +=", kCrt, false, [](CKZString& s) { s += 'd'; }, "abcd"},
-      {"OLE wide +=", kOle, true, [](CKZString& s) { s += OLESTR('d'); },
-       "abcd"},
-      {"OLE mbs +=", kOle, false, [](CKZString& s) { s += 'd'; }, "abcd"},
-      {"OLE wide insert", kOle, true,
+      {"CRT wide +=", AttachOp::kCrtWide,
+       [](CKZString& s) { s += OLESTR('d'); }, "abcd"},
+      {"CRT mbs +=", AttachOp::kCrtMbs, [](CKZString& s) { s += 'd'; }, "abcd"},
+      {"OLE wide +=", AttachOp::kOleWide,
+       [](CKZString& s) { s += OLESTR('d'); }, "abcd"},
+      {"OLE mbs +=", AttachOp::kOleMbs, [](CKZString& s) { s += 'd'; }, "abcd"},
+      {"OLE wide insert", AttachOp::kOleWide,
        [](CKZString& s) { EXPECT_EQ(5u, s.Insert(1, OLESTR("xy"))); }, "axybc"},
-      {"BSTR +=", kBstr, true, [](CKZString& s) { s += OLESTR('d'); }, "abcd"},
-      {"BSTR insert", kBstr, true,
+      {"BSTR +=", AttachOp::kBstr, [](CKZString& s) { s += OLESTR('d'); },
+       "abcd"},
+      {"BSTR insert", AttachOp::kBstr,
        [](CKZString& s) { EXPECT_EQ(4u, s.Insert(0, OLESTR('d'))); }, "dabc"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
+    const bool wide = kztest::AttachesWide(row.op);
+    const bool crt =
+        row.op == AttachOp::kCrtWide || row.op == AttachOp::kCrtMbs;
+    const bool ole =
+        row.op == AttachOp::kOleWide || row.op == AttachOp::kOleMbs;
+    const bool bstr = row.op == AttachOp::kBstr;
     const KZAllocCounters before = KZGetAllocCounters();
     {
       CKZString s;
-      if (row.kind == kBstr) {
-        s.Attach_BSTR(SysAllocString(OLESTR("abc")));
-      } else if (row.wide) {
-        const std::size_t bytes = 4 * sizeof(WCHAR);
-        WCHAR* buffer = static_cast<WCHAR*>(
-            row.kind == kOle ? CoTaskMemAlloc(bytes) : std::malloc(bytes));
-        std::memcpy(buffer, OLESTR("abc"), bytes);
-        if (row.kind == kOle) {
-          s.Attach_OLE(buffer);
-        } else {
-          s.Attach_CRT(buffer);
-        }
-      } else {
-        char* buffer = static_cast<char*>(row.kind == kOle ? CoTaskMemAlloc(4)
-                                                           : std::malloc(4));
-        std::memcpy(buffer, "abc", 4);
-        if (row.kind == kOle) {
-          s.Attach_OLE(buffer);
-        } else {
-          s.Attach_CRT(buffer);
-        }
-      }
+      kztest::AttachNew(s, row.op, "abc", OLESTR("abc"));
       ASSERT_EQ(3u, A::Capacity(s));
-      const int kindBefore = row.wide ? A::WideKind(s) : A::MbsKind(s);
+      const int kindBefore = wide ? A::WideKind(s) : A::MbsKind(s);
       row.edit(s);
       const KZAllocCounters grown = KZGetAllocCounters();
       EXPECT_EQ(6u, A::Capacity(s));
-      EXPECT_EQ(kindBefore, row.wide ? A::WideKind(s) : A::MbsKind(s));
-      EXPECT_EQ(row.kind == kCrt ? 1u : 0u, grown.crtGrow - before.crtGrow);
-      EXPECT_EQ(row.kind == kOle ? 1u : 0u, grown.oleGrow - before.oleGrow);
-      EXPECT_EQ(row.kind == kBstr ? 1u : 0u, grown.bstrGrow - before.bstrGrow);
-      EXPECT_EQ(row.wide ? kWide : kMbs, FormsOf(s));
+      EXPECT_EQ(kindBefore, wide ? A::WideKind(s) : A::MbsKind(s));
+      EXPECT_EQ(crt ? 1u : 0u, grown.crtGrow - before.crtGrow);
+      EXPECT_EQ(ole ? 1u : 0u, grown.oleGrow - before.oleGrow);
+      EXPECT_EQ(bstr ? 1u : 0u, grown.bstrGrow - before.bstrGrow);
+      EXPECT_EQ(wide ? kWide : kMbs, FormsOf(s));
       EXPECT_EQ(std::strlen(row.expected), s.Length());
       EXPECT_EQ(U(row.expected), W(s));
     }
     const KZAllocCounters after = KZGetAllocCounters();
-    EXPECT_EQ(row.kind == kOle ? 1u : 0u, after.oleFree - before.oleFree);
-    EXPECT_EQ(row.kind == kBstr ? 1u : 0u, after.bstrFree - before.bstrFree);
+    EXPECT_EQ(ole ? 1u : 0u, after.oleFree - before.oleFree);
+    EXPECT_EQ(bstr ? 1u : 0u, after.bstrFree - before.bstrFree);
   }
 }
 
@@ -668,12 +537,9 @@ TEST(StringInsert, Table) {
                      (forms == kWide ? ", wide value" : ", mbs value") +
                      (wideText ? ", wide text" : ", mbs text"));
         CKZString s = Make(row.value, forms);
-        const std::basic_string<WCHAR> wide =
-            kztest::Widen(row.text == nullptr ? "" : row.text);
-        const ULONG result =
-            wideText ? s.Insert(row.position,
-                                row.text == nullptr ? nullptr : wide.c_str())
-                     : s.Insert(row.position, row.text);
+        const kztest::WideOrNull wide(row.text);
+        const ULONG result = wideText ? s.Insert(row.position, wide.get())
+                                      : s.Insert(row.position, row.text);
         EXPECT_EQ(row.result, result);
         if (row.expected == nullptr) {
           EXPECT_TRUE(A::IsNull(s));

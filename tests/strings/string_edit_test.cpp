@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "strings/internal/test_access.h"
 #include "strings/string_forms.h"
@@ -142,9 +143,9 @@ TEST(StringUnshare, CopyTakesItsCapacityFromTheRule) {
 }
 
 // Faults: a count of 0 unshares, truncating everything leaves an empty
-// instead of a null string, or the lengths disagree afterwards. In a
-// single-byte locale the multibyte length field must follow, since MbsLength
-// reads it without converting.
+// instead of a null string (or frees the block a sharer still holds), or
+// the lengths disagree afterwards. In a single-byte locale the multibyte
+// length field must follow, since MbsLength reads it without converting.
 TEST(StringTruncate, Table) {
   struct Row {
     const char* name;
@@ -170,15 +171,23 @@ TEST(StringTruncate, Table) {
       {"right null by 1", nullptr, false, 1, nullptr},
   };
   for (const Row& row : rows) {
-    for (kztest::Forms forms : {kztest::kWideOnly, kztest::kMbsOnly}) {
-      SCOPED_TRACE(std::string(row.name) +
-                   (forms == kztest::kWideOnly ? ", wide" : ", multibyte"));
+    for (kztest::Forms forms :
+         {kztest::kWideOnly, kztest::kMbsOnly, kztest::kBothForms}) {
+      const bool shared = forms == kztest::kBothForms;  // with `sharer`
+      SCOPED_TRACE(std::string(row.name) + ", forms " + std::to_string(forms));
       CKZString s = Make(row.text, forms);
+      const CKZString sharer = shared ? s : CKZString();
       const std::uint32_t capacity = A::IsNull(s) ? 0 : A::Capacity(s);
       if (row.left) {
         s.TruncateLeft(row.count);
       } else {
         s.TruncateRight(row.count);
+      }
+      if (shared && row.text != nullptr) {
+        EXPECT_EQ(row.count == 0, A::Block(sharer) == A::Block(s));
+        EXPECT_EQ(row.count == 0 ? 2u : 1u, A::RefCount(sharer));
+        EXPECT_EQ(kztest::kBothForms, FormsOf(sharer));
+        EXPECT_EQ(row.text, M(sharer));
       }
       if (row.expected == nullptr) {
         EXPECT_TRUE(A::IsNull(s));
@@ -188,7 +197,9 @@ TEST(StringTruncate, Table) {
       const std::u16string expected(row.expected);
       if (row.count != 0) {
         EXPECT_EQ(kztest::kWideOnly, FormsOf(s));
-        EXPECT_EQ(capacity, A::Capacity(s));  // no memory given back
+        if (!shared) {
+          EXPECT_EQ(capacity, A::Capacity(s));  // no memory given back
+        }
       } else {
         EXPECT_EQ(forms, FormsOf(s));
       }
@@ -202,109 +213,66 @@ TEST(StringTruncate, Table) {
   }
 }
 
-// Fault: a truncation by 0 of a shared value unshares it anyway; both forms
-// and the sharing must stay.
-TEST(StringTruncate, ByZeroKeepsTheSharing) {
-  CKZString a = Make("abc", kztest::kBothForms);
-  CKZString b = a;
-  b.TruncateLeft(0);
-  b.TruncateRight(0);
-  EXPECT_EQ(A::Block(a), A::Block(b));
-  EXPECT_EQ(2u, A::RefCount(a));
-  EXPECT_EQ(kztest::kBothForms, FormsOf(a));
-}
-
-// Fault: truncating one sharer to nothing frees or empties the shared block.
-TEST(StringTruncate, EverythingAwayLeavesTheSharerAlone) {
-  CKZString a = Make("abc", kztest::kBothForms);
-  CKZString b = a;
-  b.TruncateLeft(3);
-  EXPECT_TRUE(A::IsNull(b));
-  EXPECT_EQ(1u, A::RefCount(a));
-  EXPECT_EQ("abc", M(a));
-  EXPECT_EQ(u"abc", W(a));
-}
-
 namespace {
 
 enum Outcome { kNull, kShares, kOwnBlock };
-
-struct CutRow {
-  const char* name;
-  const char* text;  // nullptr: null string
-  CKZString (*cut)(const CKZString&);
-  Outcome outcome;
-  const char16_t* expected;
-};
+enum Cut { kLeft, kRight, kSubString };
 
 }  // namespace
 
 // Faults: a cut that should share copies (or the reverse), a cut that gives
 // empty where null is due (or the reverse), a count that is not clamped at
-// the end, or start + count wrapping around 32 bits.
+// the end, or start + count wrapping around 32 bits; a const cut changes the
+// source's text or drops its multibyte form (its only trace is the wide
+// form, built on the shared block and kept).
 TEST(StringCut, Table) {
-  const CutRow rows[] = {
-      {"Left(0)", "abcd", [](const CKZString& s) { return s.Left(0); }, kNull,
+  struct CutRow {
+    const char* name;
+    const char* text;  // nullptr: null string
+    Cut cut;
+    ULONG start;  // SubString only
+    ULONG count;
+    Outcome outcome;
+    const char16_t* expected;
+  } rows[] = {
+      {"Left(0)", "abcd", kLeft, 0, 0, kNull, nullptr},
+      {"Left(1)", "abcd", kLeft, 0, 1, kOwnBlock, u"a"},
+      {"Left(3)", "abcd", kLeft, 0, 3, kOwnBlock, u"abc"},
+      {"Left(length)", "abcd", kLeft, 0, 4, kShares, u"abcd"},
+      {"Left(more)", "abcd", kLeft, 0, 0xFFFFFFFFu, kShares, u"abcd"},
+      {"Left of empty", "", kLeft, 0, 5, kNull, nullptr},
+      {"Left of null", nullptr, kLeft, 0, 5, kNull, nullptr},
+      {"Right(0)", "abcd", kRight, 0, 0, kNull, nullptr},
+      {"Right(1)", "abcd", kRight, 0, 1, kOwnBlock, u"d"},
+      {"Right(3)", "abcd", kRight, 0, 3, kOwnBlock, u"bcd"},
+      {"Right(length)", "abcd", kRight, 0, 4, kShares, u"abcd"},
+      {"Right(more)", "abcd", kRight, 0, 9, kShares, u"abcd"},
+      {"Right of empty", "", kRight, 0, 1, kNull, nullptr},
+      {"SubString(0)", "abcd", kSubString, 0, 0xFFFFFFFFu, kShares, u"abcd"},
+      {"SubString(0, length)", "abcd", kSubString, 0, 4, kShares, u"abcd"},
+      {"SubString(0, more)", "abcd", kSubString, 0, 7, kShares, u"abcd"},
+      {"SubString(0, 3)", "abcd", kSubString, 0, 3, kOwnBlock, u"abc"},
+      {"SubString(1)", "abcd", kSubString, 1, 0xFFFFFFFFu, kOwnBlock, u"bcd"},
+      {"SubString(1, 2)", "abcd", kSubString, 1, 2, kOwnBlock, u"bc"},
+      {"SubString(1, 0)", "abcd", kSubString, 1, 0, kOwnBlock, u""},
+      {"SubString(0, 0)", "abcd", kSubString, 0, 0, kOwnBlock, u""},
+      {"SubString(3, wraps)", "abcd", kSubString, 3, 0xFFFFFFFEu, kOwnBlock,
+       u"d"},
+      {"SubString(length)", "abcd", kSubString, 4, 0xFFFFFFFFu, kNull, nullptr},
+      {"SubString(past)", "abcd", kSubString, 5, 1, kNull, nullptr},
+      {"SubString of empty", "", kSubString, 0, 0xFFFFFFFFu, kNull, nullptr},
+      {"SubString of null", nullptr, kSubString, 0, 0xFFFFFFFFu, kNull,
        nullptr},
-      {"Left(1)", "abcd", [](const CKZString& s) { return s.Left(1); },
-       kOwnBlock, u"a"},
-      {"Left(3)", "abcd", [](const CKZString& s) { return s.Left(3); },
-       kOwnBlock, u"abc"},
-      {"Left(length)", "abcd", [](const CKZString& s) { return s.Left(4); },
-       kShares, u"abcd"},
-      {"Left(more)", "abcd",
-       [](const CKZString& s) { return s.Left(0xFFFFFFFFu); }, kShares,
-       u"abcd"},
-      {"Left of empty", "", [](const CKZString& s) { return s.Left(5); }, kNull,
-       nullptr},
-      {"Left of null", nullptr, [](const CKZString& s) { return s.Left(5); },
-       kNull, nullptr},
-      {"Right(0)", "abcd", [](const CKZString& s) { return s.Right(0); }, kNull,
-       nullptr},
-      {"Right(1)", "abcd", [](const CKZString& s) { return s.Right(1); },
-       kOwnBlock, u"d"},
-      {"Right(3)", "abcd", [](const CKZString& s) { return s.Right(3); },
-       kOwnBlock, u"bcd"},
-      {"Right(length)", "abcd", [](const CKZString& s) { return s.Right(4); },
-       kShares, u"abcd"},
-      {"Right(more)", "abcd", [](const CKZString& s) { return s.Right(9); },
-       kShares, u"abcd"},
-      {"Right of empty", "", [](const CKZString& s) { return s.Right(1); },
-       kNull, nullptr},
-      {"SubString(0)", "abcd",
-       [](const CKZString& s) { return s.SubString(0); }, kShares, u"abcd"},
-      {"SubString(0, length)", "abcd",
-       [](const CKZString& s) { return s.SubString(0, 4); }, kShares, u"abcd"},
-      {"SubString(0, more)", "abcd",
-       [](const CKZString& s) { return s.SubString(0, 7); }, kShares, u"abcd"},
-      {"SubString(0, 3)", "abcd",
-       [](const CKZString& s) { return s.SubString(0, 3); }, kOwnBlock, u"abc"},
-      {"SubString(1)", "abcd",
-       [](const CKZString& s) { return s.SubString(1); }, kOwnBlock, u"bcd"},
-      {"SubString(1, 2)", "abcd",
-       [](const CKZString& s) { return s.SubString(1, 2); }, kOwnBlock, u"bc"},
-      {"SubString(1, 0)", "abcd",
-       [](const CKZString& s) { return s.SubString(1, 0); }, kOwnBlock, u""},
-      {"SubString(0, 0)", "abcd",
-       [](const CKZString& s) { return s.SubString(0, 0); }, kOwnBlock, u""},
-      {"SubString(3, wraps)", "abcd",
-       [](const CKZString& s) { return s.SubString(3, 0xFFFFFFFEu); },
-       kOwnBlock, u"d"},
-      {"SubString(length)", "abcd",
-       [](const CKZString& s) { return s.SubString(4); }, kNull, nullptr},
-      {"SubString(past)", "abcd",
-       [](const CKZString& s) { return s.SubString(5, 1); }, kNull, nullptr},
-      {"SubString of empty", "",
-       [](const CKZString& s) { return s.SubString(0); }, kNull, nullptr},
-      {"SubString of null", nullptr,
-       [](const CKZString& s) { return s.SubString(0); }, kNull, nullptr},
   };
   for (const CutRow& row : rows) {
     for (kztest::Forms forms : {kztest::kWideOnly, kztest::kMbsOnly}) {
       SCOPED_TRACE(std::string(row.name) +
                    (forms == kztest::kWideOnly ? ", wide" : ", multibyte"));
       const CKZString source = Make(row.text, forms);
-      const CKZString part = row.cut(source);
+      const CKZString part = row.cut == kLeft ? source.Left(row.count)
+                             : row.cut == kRight
+                                 ? source.Right(row.count)
+                                 : source.SubString(row.start, row.count);
       switch (row.outcome) {
         case kNull:
           EXPECT_TRUE(A::IsNull(part));
@@ -319,6 +287,7 @@ TEST(StringCut, Table) {
           EXPECT_EQ(1u, A::RefCount(part));
           EXPECT_EQ(1u, A::RefCount(source));
           EXPECT_EQ(kztest::kWideOnly, FormsOf(part));
+          EXPECT_EQ(forms | kztest::kWideOnly, FormsOf(source));
           break;
       }
       if (row.expected != nullptr) {
@@ -328,23 +297,6 @@ TEST(StringCut, Table) {
         EXPECT_EQ(row.text, M(source));
       }
     }
-  }
-}
-
-// Fault: a const cut changes this value's text, or drops its multibyte form.
-// Its only trace is the wide form, built on the shared block and kept.
-TEST(StringCut, LeavesTheSourceItsTextAndGivesItTheWideForm) {
-  CKZString (*const cuts[])(const CKZString&) = {
-      [](const CKZString& s) { return s.Left(2); },
-      [](const CKZString& s) { return s.Right(2); },
-      [](const CKZString& s) { return s.SubString(1, 2); },
-  };
-  for (auto cut : cuts) {
-    const CKZString source = Make("Hello", kztest::kMbsOnly);
-    const CKZString part = cut(source);
-    EXPECT_EQ(kztest::kBothForms, FormsOf(source));
-    EXPECT_EQ("Hello", M(source));
-    EXPECT_EQ(2u, part.Length());
   }
 }
 

@@ -8,19 +8,24 @@
 #include <string>
 
 #include "strings/internal/test_access.h"
+#include "strings/string_test_util.h"
 
 namespace kztest {
 
 // Bit set: which forms a block holds.
 enum Forms : int { kNoForm = 0, kWideOnly = 1, kMbsOnly = 2, kBothForms = 3 };
 
-inline std::basic_string<WCHAR> Widen(const char* ascii) {
-  std::basic_string<WCHAR> wide;
-  for (; *ascii != 0; ++ascii) {
-    wide.push_back(static_cast<WCHAR>(static_cast<unsigned char>(*ascii)));
-  }
-  return wide;
-}
+// Wide text from ASCII for the wide overloads; null stays null.
+class WideOrNull {
+ public:
+  explicit WideOrNull(const char* ascii)
+      : null_(ascii == nullptr), text_(Widen(null_ ? "" : ascii)) {}
+  const WCHAR* get() const { return null_ ? nullptr : text_.c_str(); }
+
+ private:
+  bool null_;
+  std::basic_string<WCHAR> text_;
+};
 
 // A value holding `ascii` in exactly the forms asked for; null for nullptr.
 inline CKZString Make(const char* ascii, Forms forms) {
