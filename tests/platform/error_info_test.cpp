@@ -45,7 +45,8 @@ IErrorInfo* Take() {
   return GetErrorInfo(0, &info) == S_OK ? info : nullptr;
 }
 
-// The references an object holds besides the caller's: AddRef's answer - 1.
+// The references to an object besides the caller's one: AddRef's answer
+// less that one and AddRef's own.
 ULONG OtherRefs(IUnknown* object) {
   ULONG count = object->AddRef();
   object->Release();
@@ -121,8 +122,9 @@ TEST(ErrorInfo, TextFieldsRoundTrip) {
 }
 
 // GUID and help context: unset they read GUID_NULL and 0; set they come back
-// whole (a truncated context or a GUID copied by address fails).
-TEST(ErrorInfo, GuidAndHelpContext) {
+// whole (a truncated context or a GUID copied by address fails). Null
+// out-pointers are refused with E_INVALIDARG, never written through.
+TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
@@ -140,14 +142,6 @@ TEST(ErrorInfo, GuidAndHelpContext) {
   EXPECT_TRUE(guid == kGuid);
   EXPECT_EQ(S_OK, info->GetHelpContext(&context));
   EXPECT_EQ(0xFFFFFFFEu, context);
-  info->Release();
-  create->Release();
-}
-
-// Null out-pointers are refused with E_INVALIDARG, never written through.
-TEST(ErrorInfo, NullOutPointers) {
-  IErrorInfo* info = NewInfo();
-  ASSERT_NE(nullptr, info);
   EXPECT_EQ(E_INVALIDARG, CreateErrorInfo(nullptr));
   EXPECT_EQ(E_INVALIDARG, info->GetGUID(nullptr));
   EXPECT_EQ(E_INVALIDARG, info->GetSource(nullptr));
@@ -155,6 +149,7 @@ TEST(ErrorInfo, NullOutPointers) {
   EXPECT_EQ(E_INVALIDARG, info->GetHelpFile(nullptr));
   EXPECT_EQ(E_INVALIDARG, info->GetHelpContext(nullptr));
   info->Release();
+  create->Release();
 }
 
 // GetErrorInfo hands the thread's reference over and empties the slot (a
