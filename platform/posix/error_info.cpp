@@ -150,7 +150,9 @@ HRESULT CreateErrorInfo(ICreateErrorInfo** info) {
 // RETURNS  S_OK; E_INVALIDARG for a reserved value other than 0, and the
 //          slot is then unchanged (tests/platform/error_info_test.cpp)
 // NOTES    The new object is referenced before the old one is released, so
-//          setting the current object again keeps it alive.
+//          setting the current object again keeps it alive even when the
+//          slot holds its only reference. Wine releases first and frees it
+//          there, so only the case with a caller's reference is tested.
 HRESULT SetErrorInfo(ULONG reserved, IErrorInfo* info) {
   if (reserved != 0) return E_INVALIDARG;
   if (info != nullptr) info->AddRef();
