@@ -150,6 +150,69 @@ KZCOMMON_API HRESULT CLSIDFromString(LPCOLESTR text, LPCLSID clsid);
 
 }  // extern "C"
 
+// The per-thread error object (platform/posix/error_info.cpp): the component
+// interfaces with the methods in their Windows order and signatures, so that
+// code calling them reads the same on both systems.
+inline constexpr GUID IID_IUnknown = {
+    0x00000000, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr GUID IID_IErrorInfo = {
+    0x1CF2B120,
+    0x547D,
+    0x101B,
+    {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
+inline constexpr GUID IID_ICreateErrorInfo = {
+    0x22F03340,
+    0x547D,
+    0x101B,
+    {0x8E, 0x65, 0x08, 0x00, 0x2B, 0x2B, 0xD1, 0x19}};
+
+// QueryInterface gives another interface of the same object with a reference
+// of its own, or stores null and returns E_NOINTERFACE. AddRef and Release
+// return the new count, which only tests should read; the last Release
+// destroys the object.
+struct IUnknown {
+  virtual HRESULT QueryInterface(REFIID iid, void** object) = 0;
+  virtual ULONG AddRef() = 0;
+  virtual ULONG Release() = 0;
+};
+
+// Reading an error object. Each text getter hands out a new BSTR that the
+// caller frees, or null for a text that was never set (S_OK either way); a
+// null out-pointer gives E_INVALIDARG.
+struct IErrorInfo : IUnknown {
+  virtual HRESULT GetGUID(GUID* guid) = 0;
+  virtual HRESULT GetSource(BSTR* source) = 0;
+  virtual HRESULT GetDescription(BSTR* description) = 0;
+  virtual HRESULT GetHelpFile(BSTR* helpFile) = 0;
+  virtual HRESULT GetHelpContext(DWORD* helpContext) = 0;
+};
+
+// Filling an error object. The setters copy what they are given; a null text
+// clears the field.
+struct ICreateErrorInfo : IUnknown {
+  virtual HRESULT SetGUID(REFGUID guid) = 0;
+  virtual HRESULT SetSource(LPOLESTR source) = 0;
+  virtual HRESULT SetDescription(LPOLESTR description) = 0;
+  virtual HRESULT SetHelpFile(LPOLESTR helpFile) = 0;
+  virtual HRESULT SetHelpContext(DWORD helpContext) = 0;
+};
+
+extern "C" {
+
+// CreateErrorInfo makes a new, empty error object and hands out its
+// ICreateErrorInfo with one reference. SetErrorInfo(0, info) makes `info`
+// (or nothing, for null) the calling thread's error object, with a reference
+// of its own. GetErrorInfo(0, &info) hands that reference to the caller and
+// leaves the thread without an object; with none it stores null and returns
+// S_FALSE. A reserved argument other than 0 or a null out-pointer gives
+// E_INVALIDARG and changes nothing. The thread's reference is released when
+// the thread ends.
+KZCOMMON_API HRESULT CreateErrorInfo(ICreateErrorInfo** info);
+KZCOMMON_API HRESULT SetErrorInfo(ULONG reserved, IErrorInfo* info);
+KZCOMMON_API HRESULT GetErrorInfo(ULONG reserved, IErrorInfo** info);
+
+}  // extern "C"
+
 #endif  // _WIN32
 
 #endif  // KZCOMMON_WINTYPES_H_
