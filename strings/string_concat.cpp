@@ -142,7 +142,7 @@ static bool OwnsWideText(const CKZStringBlock* block) {
          block->wideLength != 0;
 }
 
-CKZString& CKZString::operator+=(const CKZString& right) {
+CKZString& CKZString::AppendString(const CKZString& right) {
   const CKZStringBlock* other = right.m_block;
   if (other != m_block && OwnsWideText(m_block) && other != nullptr &&
       other->wideBuffer != nullptr) {

@@ -24,7 +24,9 @@
 #include <kzcommon/wintypes.h>
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 struct CKZStringTestAccess;
 
@@ -36,12 +38,15 @@ struct CKZStringTestAccess;
 struct CKZStringBlock {
   enum AllocKind : std::uint8_t { AllocCRT = 1, AllocOLE = 2, AllocBSTR = 3 };
 
+  // The two lengths are kept apart: a compiler joins stores to adjacent
+  // fields into one wide store, and a later load of one of them from that
+  // store stalls on some processors, which the next append pays for.
   std::uint32_t refCount;  // first field: CKZString's inline copy reads it
   std::uint32_t wideLength;
+  std::uint32_t capacity;
   std::uint32_t mbsLength;
   WCHAR* wideBuffer;
   char* mbsBuffer;
-  std::uint32_t capacity;
   std::uint8_t mbsAllocKind;
   std::uint8_t wideAllocKind;
 
@@ -211,7 +216,30 @@ class KZCOMMON_API CKZString {
   // character. A null right operand changes nothing.
   // A text or value that lies in this value's own buffers is accepted: it is
   // copied before the buffer can move, so `s += s` gives the text twice.
-  CKZString& operator+=(const CKZString& right);
+  CKZString& operator+=(const CKZString& right) {
+    // The common case in place: sole owner of a wide-only text with room,
+    // and a right value with a wide form. `s += s` may take it too: the copy
+    // goes from the text to the room behind it, which it doesn't overlap.
+    CKZStringBlock* b = m_block;
+    const CKZStringBlock* r = right.m_block;
+    if (b != nullptr && r != nullptr && b->refCount == 1 &&
+        b->mbsBuffer == nullptr && r->wideBuffer != nullptr &&
+        b->wideLength - 1u < b->capacity) {
+      const std::uint32_t length = b->wideLength;
+      const std::uint32_t count = r->wideLength;
+      if (count <= b->capacity - length) {
+        // A value's wide form always ends in a zero: writing it here rather
+        // than copying it keeps the copy at whole vectors.
+        std::memcpy(b->wideBuffer + length, r->wideBuffer,
+                    static_cast<std::size_t>(count) * sizeof(WCHAR));
+        b->wideBuffer[length + count] = 0;
+        b->wideLength = length + count;
+        b->mbsLength = length + count;
+        return *this;
+      }
+    }
+    return AppendString(right);
+  }
   CKZString& operator+=(const WCHAR* right);
   CKZString& operator+=(const char* right);
   CKZString& operator+=(WCHAR right) {
@@ -377,6 +405,7 @@ class KZCOMMON_API CKZString {
   const WCHAR* BuildWide() const;
   const char* BuildMbs() const;
   CKZString& AppendUnit(WCHAR unit);
+  CKZString& AppendString(const CKZString& right);
   CKZString& AppendByte(char character);
 
   WCHAR* GetWideBuffer();
