@@ -38,19 +38,6 @@ KZ_PLATFORM_API std::size_t MbsToWideReplacing(WCHAR* dst, const char* src,
 KZ_PLATFORM_API std::size_t WideToMbsReplacing(char* dst, const WCHAR* src,
                                                std::size_t limit);
 
-// malloc's contract (free and realloc take the result), the start on a
-// 64-byte line where the allocator can do that within the contract. The
-// Windows run-time's aligned blocks need their own free, so there it is
-// plain malloc.
-inline void* AllocLineAligned(std::size_t bytes) {
-#if defined(_WIN32)
-  return std::malloc(bytes);
-#else
-  void* p = nullptr;
-  return posix_memalign(&p, 64, bytes) == 0 ? p : nullptr;
-#endif
-}
-
 }  // namespace platform
 
 #endif  // KZCOMMON_PLATFORM_PLATFORM_H_

@@ -39,14 +39,6 @@ std::size_t WideBytes(std::uint32_t capacity) {
   return (static_cast<std::size_t>(capacity) + 1) * sizeof(WCHAR);
 }
 
-// A wide buffer of the CRT kind for `capacity` units. Long ones start on a
-// cache line: two long texts then line up with each other, and comparing or
-// copying them runs at the full width of the run-time's vector loops.
-void* AllocWide(std::uint32_t capacity) {
-  const std::size_t bytes = WideBytes(capacity);
-  return bytes < 1024 ? std::malloc(bytes) : platform::AllocLineAligned(bytes);
-}
-
 CKZStringBlock* NewRecord() {
   CKZStringBlock* block =
       static_cast<CKZStringBlock*>(std::malloc(sizeof(CKZStringBlock)));
@@ -136,7 +128,8 @@ CKZStringBlock* CKZStringBlock::CreateWide(const WCHAR* text,
   CKZStringBlock* block = NewRecord();
   if (block == nullptr) return nullptr;
   block->capacity = BlockCapacity(requested, length);
-  block->wideBuffer = static_cast<WCHAR*>(AllocWide(block->capacity));
+  block->wideBuffer =
+      static_cast<WCHAR*>(std::malloc(WideBytes(block->capacity)));
   if (block->wideBuffer == nullptr) {
     std::free(block);
     return nullptr;
@@ -218,7 +211,7 @@ void CKZStringBlock::EnsureWide() {
   // capacity and the byte length, because a multibyte form built from wide
   // text may be longer than the capacity.
   std::uint32_t room = capacity > mbsLength ? capacity : mbsLength;
-  WCHAR* wide = static_cast<WCHAR*>(AllocWide(room));
+  WCHAR* wide = static_cast<WCHAR*>(std::malloc(WideBytes(room)));
   if (wide == nullptr) OutOfMemory();
   // The ASCII head converts alike in every locale; the run-time does the
   // rest.
