@@ -13,6 +13,13 @@ namespace kztest {
 
 inline bool MultibyteLocale() { return MB_CUR_MAX > 1; }
 
+// Tests written for the default initial block size (64) skip otherwise.
+inline bool DefaultBlockSize() {
+  return std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr;
+}
+
+inline int Sign(int value) { return (value > 0) - (value < 0); }
+
 // Wide text as a std::u16string for readable assertions; "(null)" for null.
 inline std::u16string W(const WCHAR* text) {
   if (text == nullptr) return u"(null)";

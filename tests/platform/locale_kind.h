@@ -46,8 +46,6 @@ inline const char* KindName(LocaleKind kind) {
   }
 }
 
-inline int Sign(int value) { return (value > 0) - (value < 0); }
-
 }  // namespace kztest
 
 #endif  // KZCOMMON_TESTS_PLATFORM_LOCALE_KIND_H_

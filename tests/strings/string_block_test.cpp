@@ -22,10 +22,6 @@ using kztest::WString;
 
 namespace {
 
-bool DefaultBlockSize() {
-  return std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr;
-}
-
 const char* KindName(int kind) {
   switch (kind) {
     case CKZStringBlock::AllocCRT:
@@ -79,7 +75,7 @@ TEST(InitialBlockSize, CapacityRuleUsesTheConfiguredSize) {
 // A counted constructor sizes the block by its count, not by the text's own
 // length: a text shorter than the count still needs room for the count.
 TEST(StringBlock, CountedConstructorCapacityFollowsTheCount) {
-  if (!DefaultBlockSize()) GTEST_SKIP();
+  if (!kztest::DefaultBlockSize()) GTEST_SKIP();
   const std::string longText(100, 'x');
   struct Row {
     const char* name;

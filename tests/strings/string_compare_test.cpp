@@ -15,6 +15,7 @@
 namespace {
 
 using A = CKZStringTestAccess;
+using kztest::Sign;
 using kztest::Widen;
 using kztest::WideOrNull;
 using kztest::WString;
@@ -24,8 +25,6 @@ WString Units(std::initializer_list<unsigned> units) {
   for (unsigned u : units) out.push_back(static_cast<WCHAR>(u));
   return out;
 }
-
-int Sign(int v) { return (v > 0) - (v < 0); }
 
 enum class Form { kWide, kMbs, kBoth };
 

@@ -24,17 +24,14 @@ std::basic_string<WCHAR> Units(const std::string& ascii) {
   return std::basic_string<WCHAR>(ascii.begin(), ascii.end());
 }
 
-bool DefaultBlockSize() {
-  return std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr;
-}
-
 // Pass capacities with the default block size of 64: Compose starts at 512
 // (512 + 64), then twice the failed capacity plus 64. Catches a first size
 // other than 512, doubling the size instead of the capacity, a text that
 // fills the limit taken for one that doesn't fit, and a terminator missing
 // from the spare position.
 TEST(Compose, PassCapacitiesWithTheDefaultBlockSize) {
-  if (!DefaultBlockSize()) GTEST_SKIP() << "needs the default block size";
+  if (!kztest::DefaultBlockSize())
+    GTEST_SKIP() << "needs the default block size";
   struct Row {
     const char* name;
     std::uint32_t length;

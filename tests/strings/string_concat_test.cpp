@@ -23,10 +23,6 @@ constexpr kztest::Forms kWide = kztest::kWideOnly;
 constexpr kztest::Forms kMbs = kztest::kMbsOnly;
 constexpr kztest::Forms kBoth = kztest::kBothForms;
 
-bool DefaultBlockSize() {
-  return std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr;
-}
-
 std::u16string U(const char* ascii) {
   return std::u16string(ascii, ascii + std::strlen(ascii));
 }
@@ -397,7 +393,8 @@ TEST(StringJoinCapacity, OperatorPlusFitsTheResult) {
 // the block, or one past it writes beyond the buffer), or growth is not a
 // doubling. Both forms grow alike.
 TEST(StringJoinCapacity, AppendGrowsOnlyPastTheCapacity) {
-  if (!DefaultBlockSize()) GTEST_SKIP() << "written for a block size of 64";
+  if (!kztest::DefaultBlockSize())
+    GTEST_SKIP() << "written for a block size of 64";
   for (bool wide : {true, false}) {
     SCOPED_TRACE(wide ? "wide" : "mbs");
     const std::string sixty(60, 'x');
@@ -421,7 +418,8 @@ TEST(StringJoinCapacity, AppendGrowsOnlyPastTheCapacity) {
 // every append (a form built and freed each time). 1000 appends to a block
 // of 64 grow it exactly four times, to 1024.
 TEST(StringJoinCapacity, RepeatedAppendsDoubleAndNeverConvert) {
-  if (!DefaultBlockSize()) GTEST_SKIP() << "written for a block size of 64";
+  if (!kztest::DefaultBlockSize())
+    GTEST_SKIP() << "written for a block size of 64";
   for (bool wide : {true, false}) {
     SCOPED_TRACE(wide ? "wide" : "mbs");
     CKZString s = Make("x", wide ? kWide : kMbs);

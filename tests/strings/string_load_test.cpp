@@ -13,10 +13,6 @@ namespace {
 using A = CKZStringTestAccess;
 using namespace kztest;
 
-bool DefaultBlockSize() {
-  return std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr;
-}
-
 class StringLoad : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -35,7 +31,7 @@ class StringLoad : public ::testing::Test {
 // capacity, or takes size 0 or 0xFFFFFFFF literally, or size 1 as the
 // capacity, gives other capacities.
 TEST_F(StringLoad, CapacityTable) {
-  if (!DefaultBlockSize()) GTEST_SKIP();
+  if (!kztest::DefaultBlockSize()) GTEST_SKIP();
   struct Row {
     const char* name;
     UINT id;

@@ -16,18 +16,6 @@ using kztest::W;
 using kztest::WideLen;
 using kztest::WString;
 
-// A copy must share the block, not copy text: one block, count 2, and an
-// edit of the copy leaves the original alone.
-TEST(StringLifetime, CopySharesTheBlock) {
-  CKZString a(OLESTR("hello"));
-  CKZString b = a;
-  EXPECT_EQ(A::Block(a), A::Block(b));
-  EXPECT_EQ(2u, A::RefCount(a));
-  b = CKZString("other");
-  EXPECT_EQ(1u, A::RefCount(a));
-  EXPECT_EQ(u"hello", W(a));
-}
-
 // Null and empty are different values, and every way of making a string
 // lands on the right one: a null text anywhere gives null (also replacing a
 // text of the other encoding), an empty text or a count of 0 gives an empty
@@ -226,14 +214,20 @@ TEST(StringSharing, AssigningItsOwnConversionIsNoChange) {
   }
 }
 
-// Empty on a shared string makes that value null and leaves the other
-// sharer's block, text and converted pointers alone; assigning a new text to
-// one sharer likewise. Catches an Empty that frees a shared block, and a
+// A copy shares the block; Empty on a shared string makes that value null
+// and leaves the other sharer's block, text and converted pointers alone;
+// assigning a new text or string to one sharer likewise. Catches a copy of
+// the text instead of the block, an Empty that frees a shared block, and a
 // pointer of one value invalidated by another value's assignment.
 TEST(StringSharing, DroppingOneSharerLeavesTheOther) {
   CKZString a("shared");
   const WCHAR* wide = a;
   CKZString b = a;
+  EXPECT_EQ(A::Block(a), A::Block(b));
+  EXPECT_EQ(2u, A::RefCount(a));
+  b = CKZString("other");
+  EXPECT_EQ(1u, A::RefCount(a));
+  b = a;
   b.Empty();
   EXPECT_TRUE(A::IsNull(b));
   EXPECT_EQ(1u, A::RefCount(a));
