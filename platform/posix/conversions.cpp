@@ -162,6 +162,54 @@ int EncodeChar(LocaleKind kind, std::uint32_t cp, char* out,
   return static_cast<int>(n);
 }
 
+// ToMbs into a buffer in a UTF-8 locale, the common multibyte case: the
+// bytes go straight to `dst`, with the same stops and results as the general
+// loop below.
+std::size_t ToUtf8(char* dst, const WCHAR* src, std::size_t limit,
+                   bool replace) {
+  std::size_t count = 0;
+  std::size_t i = 0;
+  while (count < limit && src[i] != 0) {
+    std::uint32_t cp = src[i];
+    if (cp < 0x80) {
+      dst[count++] = static_cast<char>(cp);
+      ++i;
+      continue;
+    }
+    std::size_t units = 1;
+    std::size_t n = cp < 0x800 ? 2 : 3;
+    if (cp >= 0xD800 && cp <= 0xDFFF) {
+      if (!IsHighSurrogate(cp) || !IsLowSurrogate(src[i + 1])) {
+        if (!replace) return kFailed;
+        dst[count++] = kReplacementByte;
+        ++i;
+        continue;
+      }
+      cp = 0x10000 + ((cp - 0xD800) << 10) + (src[i + 1] - 0xDC00);
+      units = 2;
+      n = 4;
+    }
+    // Whole characters only: stop where the next one does not fit.
+    if (n > limit - count) break;
+    char* out = dst + count;
+    if (n == 2) {
+      out[0] = static_cast<char>(0xC0 | cp >> 6);
+    } else if (n == 3) {
+      out[0] = static_cast<char>(0xE0 | cp >> 12);
+      out[1] = static_cast<char>(0x80 | (cp >> 6 & 0x3F));
+    } else {
+      out[0] = static_cast<char>(0xF0 | cp >> 18);
+      out[1] = static_cast<char>(0x80 | (cp >> 12 & 0x3F));
+      out[2] = static_cast<char>(0x80 | (cp >> 6 & 0x3F));
+    }
+    out[n - 1] = static_cast<char>(0x80 | (cp & 0x3F));
+    count += n;
+    i += units;
+  }
+  if (!replace && src[i] == 0 && count < limit) dst[count] = 0;
+  return count;
+}
+
 std::size_t ToMbs(char* dst, const WCHAR* src, std::size_t limit,
                   bool replace) {
   if (src == nullptr) return replace ? 0 : kFailed;
@@ -172,6 +220,9 @@ std::size_t ToMbs(char* dst, const WCHAR* src, std::size_t limit,
     std::size_t units = 0;
     while (src[units] != 0) ++units;
     return units;
+  }
+  if (kind == LocaleKind::kUtf8 && dst != nullptr) {
+    return ToUtf8(dst, src, limit, replace);
   }
   std::mbstate_t state = std::mbstate_t();
   std::size_t count = 0;
