@@ -1,6 +1,6 @@
 // Replays fuzz inputs without libFuzzer: each argument is a file or a folder
 // of files, each file one input. An argument "random:N:BYTES" adds N inputs
-// of BYTES pseudo-random bytes from a fixed seed, the same on every run:
+// of BYTES pseudo-random bytes, the same on every run:
 // long operation sequences that a minimised corpus leaves out. Any failure
 // aborts inside the target.
 #include <cstddef>
@@ -27,10 +27,10 @@ void Replay(const std::filesystem::path& file) {
 }
 
 // N inputs of `bytes` bytes each; returns N.
-int ReplayRandom(const std::string& spec) {
-  const std::size_t colon = spec.find(':', 7);
-  const int count = std::stoi(spec.substr(7, colon - 7));
-  const std::size_t bytes = std::stoul(spec.substr(colon + 1));
+int ReplayRandom(const std::string& argument) {
+  const std::size_t colon = argument.find(':', 7);
+  const int count = std::stoi(argument.substr(7, colon - 7));
+  const std::size_t bytes = std::stoul(argument.substr(colon + 1));
   std::mt19937 random(20261123);
   std::vector<std::uint8_t> input(bytes);
   for (int n = 0; n < count; ++n) {
