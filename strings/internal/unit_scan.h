@@ -16,11 +16,26 @@
 namespace kzscan {
 
 // Length of a zero-terminated text, or `limit` if no zero comes before it,
-// for text whose readable size is unknown. The vector loads are aligned, so
-// they never cross into a page the text does not touch; they may read past
-// the terminator within its 16-byte line, which AddressSanitizer would
+// for text whose readable size is unknown. The vector loads are aligned: one
+// 16-byte line at a time up to a 64-byte boundary, then 64 bytes at a time,
+// so no load crosses into a page the text does not touch. They may read past
+// the terminator within its line or block, which AddressSanitizer would
 // report, so it is told not to look.
 #if defined(__SSE2__) && (defined(__GNUC__) || defined(__clang__))
+namespace detail {
+__attribute__((no_sanitize_address)) inline unsigned ZeroUnits(
+    const __m128i* line) {
+  return static_cast<unsigned>(_mm_movemask_epi8(
+      _mm_cmpeq_epi16(_mm_load_si128(line), _mm_setzero_si128())));
+}
+// Units before the first zero unit that `mask` marks, counted from `at`,
+// and at most `limit`.
+inline std::size_t ZeroAt(std::size_t at, unsigned mask, std::size_t limit) {
+  at += static_cast<std::size_t>(__builtin_ctz(mask)) / 2;
+  return at < limit ? at : limit;
+}
+}  // namespace detail
+
 __attribute__((no_sanitize_address)) inline std::size_t BoundedLength(
     const WCHAR* text, std::size_t limit) {
   const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(text);
@@ -29,27 +44,33 @@ __attribute__((no_sanitize_address)) inline std::size_t BoundedLength(
     while (n < limit && text[n] != 0) ++n;
     return n;
   }
-  const __m128i zero = _mm_setzero_si128();
-  const std::uintptr_t line = address & ~static_cast<std::uintptr_t>(15);
-  const __m128i* p = reinterpret_cast<const __m128i*>(line);
+  const std::uintptr_t start = address & ~static_cast<std::uintptr_t>(15);
+  const __m128i* p = reinterpret_cast<const __m128i*>(start);
   // Lanes before the text's start are masked off in the first line.
-  unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(
-                      _mm_cmpeq_epi16(_mm_load_si128(p), zero))) >>
-                  (address - line);
-  std::size_t scanned = 0;  // units of the text before the current line
-  std::size_t first = (16 - (address - line)) / sizeof(WCHAR);
-  for (;;) {
-    if (mask != 0) {
-      std::size_t at =
-          scanned + static_cast<std::size_t>(__builtin_ctz(mask)) / 2;
-      return at < limit ? at : limit;
-    }
-    scanned += scanned == 0 ? first : 8;
-    if (scanned >= limit) return limit;
-    ++p;
-    mask = static_cast<unsigned>(
-        _mm_movemask_epi8(_mm_cmpeq_epi16(_mm_load_si128(p), zero)));
+  unsigned mask = detail::ZeroUnits(p) >> (address - start);
+  if (mask != 0) return detail::ZeroAt(0, mask, limit);
+  // Units of the text before line p.
+  std::size_t scanned = (16 - (address - start)) / sizeof(WCHAR);
+  ++p;
+  for (; scanned < limit && reinterpret_cast<std::uintptr_t>(p) % 64 != 0;
+       ++p, scanned += 8) {
+    mask = detail::ZeroUnits(p);
+    if (mask != 0) return detail::ZeroAt(scanned, mask, limit);
   }
+  const __m128i zero = _mm_setzero_si128();
+  for (; scanned < limit; p += 4, scanned += 32) {
+    const __m128i any = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi16(_mm_load_si128(p), zero),
+                     _mm_cmpeq_epi16(_mm_load_si128(p + 1), zero)),
+        _mm_or_si128(_mm_cmpeq_epi16(_mm_load_si128(p + 2), zero),
+                     _mm_cmpeq_epi16(_mm_load_si128(p + 3), zero)));
+    if (_mm_movemask_epi8(any) == 0) continue;
+    for (std::size_t line = 0;; ++line) {
+      mask = detail::ZeroUnits(p + line);
+      if (mask != 0) return detail::ZeroAt(scanned + 8 * line, mask, limit);
+    }
+  }
+  return limit;
 }
 #else
 inline std::size_t BoundedLength(const WCHAR* text, std::size_t limit) {

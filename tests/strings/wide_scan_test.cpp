@@ -12,6 +12,8 @@
 #include <memory>
 #include <string>
 
+#include "strings/internal/unit_scan.h"
+
 namespace {
 
 using kzscan::kNone;
@@ -233,6 +235,33 @@ TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
             cut[z] = kept;
           }
         }
+      }
+    }
+  }
+}
+
+// Faults caught in the length scan of text of unknown size: the masked
+// first line, the single lines up to a 64-byte boundary and the blocks of
+// four lines after it each miss a zero, report one of a later line, or run
+// past the limit. Every start offset within a block, every length up to
+// three blocks, limits around the length. The scan reads past the
+// terminator within its aligned block by design, so the buffer holds whole
+// blocks and this test checks results, not reads.
+TEST(UnitScan, BoundedLengthStopsAtTheZeroOrTheLimit) {
+  constexpr std::size_t kUnits = 256;
+  alignas(64) WCHAR buffer[kUnits];
+  for (std::size_t offset = 0; offset < 32; ++offset) {
+    for (std::size_t length = 0; offset + length < kUnits - 1; ++length) {
+      for (WCHAR& unit : buffer) unit = kFill;
+      WCHAR* text = buffer + offset;
+      text[length] = 0;
+      const std::size_t limits[] = {0, length / 2, length, length + 1,
+                                    kUnits * 4};
+      for (std::size_t limit : limits) {
+        const std::size_t expected = length < limit ? length : limit;
+        ASSERT_EQ(expected, kzscan::BoundedLength(text, limit))
+            << "offset " << offset << ", length " << length << ", limit "
+            << limit;
       }
     }
   }
