@@ -16,62 +16,61 @@
 namespace kzscan {
 
 // Length of a zero-terminated text, or `limit` if no zero comes before it,
-// for text whose readable size is unknown. The vector loads are aligned: one
-// 16-byte line at a time up to a 64-byte boundary, then 64 bytes at a time,
-// so no load crosses into a page the text does not touch. They may read past
-// the terminator within its line or block, which AddressSanitizer would
-// report, so it is told not to look.
+// for text whose readable size is unknown. The vector loads are aligned
+// 16-byte lines, taken in order, and none comes after the line that holds
+// the terminator or the last unit the limit allows: so a load never crosses
+// into a page the text does not touch. The first and the last line may
+// reach past the text, which the address and thread sanitizers would
+// report, so they are told not to look.
 #if defined(__SSE2__) && (defined(__GNUC__) || defined(__clang__))
+#define KZ_NO_SANITIZE_READS __attribute__((no_sanitize("address", "thread")))
 namespace detail {
-__attribute__((no_sanitize_address)) inline unsigned ZeroUnits(
-    const __m128i* line) {
+KZ_NO_SANITIZE_READS inline unsigned ZeroUnits(std::uintptr_t line) {
   return static_cast<unsigned>(_mm_movemask_epi8(
-      _mm_cmpeq_epi16(_mm_load_si128(line), _mm_setzero_si128())));
-}
-// Units before the first zero unit that `mask` marks, counted from `at`,
-// and at most `limit`.
-inline std::size_t ZeroAt(std::size_t at, unsigned mask, std::size_t limit) {
-  at += static_cast<std::size_t>(__builtin_ctz(mask)) / 2;
-  return at < limit ? at : limit;
+      _mm_cmpeq_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(line)),
+                      _mm_setzero_si128())));
 }
 }  // namespace detail
 
-__attribute__((no_sanitize_address)) inline std::size_t BoundedLength(
-    const WCHAR* text, std::size_t limit) {
+KZ_NO_SANITIZE_READS inline std::size_t BoundedLength(const WCHAR* text,
+                                                      std::size_t limit) {
   const std::uintptr_t address = reinterpret_cast<std::uintptr_t>(text);
   if (address % sizeof(WCHAR) != 0) {
     std::size_t n = 0;
     while (n < limit && text[n] != 0) ++n;
     return n;
   }
-  const std::uintptr_t start = address & ~static_cast<std::uintptr_t>(15);
-  const __m128i* p = reinterpret_cast<const __m128i*>(start);
+  if (limit == 0) return 0;
+  // Units before the first zero that `mask` marks in `line`, at most limit.
+  const auto at = [address, limit](std::uintptr_t line, unsigned mask) {
+    const std::size_t n = (line - address) / sizeof(WCHAR) +
+                          static_cast<std::size_t>(__builtin_ctz(mask)) / 2;
+    return n < limit ? n : limit;
+  };
+  std::uintptr_t line = address & ~static_cast<std::uintptr_t>(15);
   // Lanes before the text's start are masked off in the first line.
-  unsigned mask = detail::ZeroUnits(p) >> (address - start);
-  if (mask != 0) return detail::ZeroAt(0, mask, limit);
-  // Units of the text before line p.
-  std::size_t scanned = (16 - (address - start)) / sizeof(WCHAR);
-  ++p;
-  for (; scanned < limit && reinterpret_cast<std::uintptr_t>(p) % 64 != 0;
-       ++p, scanned += 8) {
-    mask = detail::ZeroUnits(p);
-    if (mask != 0) return detail::ZeroAt(scanned, mask, limit);
+  unsigned mask = detail::ZeroUnits(line) >> (address - line);
+  if (mask != 0) return at(address, mask);
+  // The line of the last unit within the limit (saturated: the address
+  // space ends before it).
+  const std::uintptr_t room = (UINTPTR_MAX - address) / sizeof(WCHAR);
+  const std::uintptr_t last =
+      (limit - 1 < room ? address + (limit - 1) * sizeof(WCHAR) : UINTPTR_MAX) &
+      ~static_cast<std::uintptr_t>(15);
+  // Four lines a round with a test after each: a fixed count of work per
+  // line and no load past the line that ends the text.
+  for (line += 16; line < last && last - line >= 48; line += 64) {
+    if ((mask = detail::ZeroUnits(line)) != 0) return at(line, mask);
+    if ((mask = detail::ZeroUnits(line + 16)) != 0) return at(line + 16, mask);
+    if ((mask = detail::ZeroUnits(line + 32)) != 0) return at(line + 32, mask);
+    if ((mask = detail::ZeroUnits(line + 48)) != 0) return at(line + 48, mask);
   }
-  const __m128i zero = _mm_setzero_si128();
-  for (; scanned < limit; p += 4, scanned += 32) {
-    const __m128i any = _mm_or_si128(
-        _mm_or_si128(_mm_cmpeq_epi16(_mm_load_si128(p), zero),
-                     _mm_cmpeq_epi16(_mm_load_si128(p + 1), zero)),
-        _mm_or_si128(_mm_cmpeq_epi16(_mm_load_si128(p + 2), zero),
-                     _mm_cmpeq_epi16(_mm_load_si128(p + 3), zero)));
-    if (_mm_movemask_epi8(any) == 0) continue;
-    for (std::size_t line = 0;; ++line) {
-      mask = detail::ZeroUnits(p + line);
-      if (mask != 0) return detail::ZeroAt(scanned + 8 * line, mask, limit);
-    }
+  for (; line <= last; line += 16) {
+    if ((mask = detail::ZeroUnits(line)) != 0) return at(line, mask);
   }
   return limit;
 }
+#undef KZ_NO_SANITIZE_READS
 #else
 inline std::size_t BoundedLength(const WCHAR* text, std::size_t limit) {
   std::size_t n = 0;

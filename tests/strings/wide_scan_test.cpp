@@ -241,12 +241,12 @@ TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
 }
 
 // Faults caught in the length scan of text of unknown size: the masked
-// first line, the single lines up to a 64-byte boundary and the blocks of
-// four lines after it each miss a zero, report one of a later line, or run
-// past the limit. Every start offset within a block, every length up to
-// three blocks, limits around the length. The scan reads past the
-// terminator within its aligned block by design, so the buffer holds whole
-// blocks and this test checks results, not reads.
+// first line, the rounds of four lines and the single lines after them each
+// miss a zero, report one of a later line, or run past the limit. Every
+// start offset within 64 bytes, every length up to three times that, limits
+// around the length. The scan reads past the terminator within its aligned
+// line by design, so the buffer is aligned and this test checks results,
+// not where the loads go.
 TEST(UnitScan, BoundedLengthStopsAtTheZeroOrTheLimit) {
   constexpr std::size_t kUnits = 256;
   alignas(64) WCHAR buffer[kUnits];
