@@ -262,6 +262,11 @@ inline bool SameUnits(const WCHAR* a, const WCHAR* b, std::size_t n) {
   const auto diff = [&](std::size_t i) {
     return _mm_xor_si128(Load(a + i), Load(b + i));
   };
+  // Up to 16 units: the first eight and the last eight, which may overlap.
+  if (n <= 16) {
+    return Mask(_mm_cmpeq_epi8(_mm_or_si128(diff(0), diff(n - 8)), zero)) ==
+           0xFFFF;
+  }
   std::size_t i = 0;
   for (; i + 32 <= n; i += 32) {
     const __m128i any = _mm_or_si128(_mm_or_si128(diff(i), diff(i + 8)),
