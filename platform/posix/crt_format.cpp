@@ -519,6 +519,18 @@ class Formatter {
            out_.PutAscii(ascii, length) &&
            PadAfter(d.width, length, sign, d.left);
   }
+  // A number whose digits end in a tail of zeros and an exponent: the body
+  // fills the field's width less `tailWidth`, and the tail is padded with
+  // zeros up to `tailWidth` on its own.
+  bool BodyAndTail(const Directive& d, const char* body, int64_t bodyLength,
+                   const char* tail, int64_t tailLength, int64_t tailWidth) {
+    return PadBefore(d.width, bodyLength, d.sign, d.zero, d.left) &&
+           out_.PutAscii(body, bodyLength) &&
+           PadAfter(d.width, bodyLength, d.sign, d.left) &&
+           PadBefore(tailWidth, tailLength, 0, true, d.left) &&
+           out_.PutAscii(tail, tailLength) &&
+           PadAfter(tailWidth, tailLength, 0, d.left);
+  }
 
   // Text of the other encoding, converted one character at a time.
   bool PutConverted(const char* text, int64_t length) {
@@ -759,12 +771,7 @@ class Formatter {
     int64_t tailWidth = zeros + tailLength - tagLength;
     if (tailWidth > 0) d.width -= tailWidth;
 
-    return PadBefore(d.width, bodyLength, d.sign, d.zero, d.left) &&
-           out_.PutAscii(body, bodyLength) &&
-           PadAfter(d.width, bodyLength, d.sign, d.left) &&
-           PadBefore(tailWidth, tailLength, 0, true, d.left) &&
-           out_.PutAscii(tail, tailLength) &&
-           PadAfter(tailWidth, tailLength, 0, d.left);
+    return BodyAndTail(d, body, bodyLength, tail, tailLength, tailWidth);
   }
 
   // %a: 13 hex digits of the mantissa by default, a precision rounds up from
@@ -842,12 +849,7 @@ class Formatter {
     int64_t tailWidth = extraZeros + tailLength;
     d.width -= tailWidth;
 
-    return PadBefore(d.width, bodyLength, d.sign, d.zero, d.left) &&
-           out_.PutAscii(body, bodyLength) &&
-           PadAfter(d.width, bodyLength, d.sign, d.left) &&
-           PadBefore(tailWidth, tailLength, 0, true, d.left) &&
-           out_.PutAscii(tail, tailLength) &&
-           PadAfter(tailWidth, tailLength, 0, d.left);
+    return BodyAndTail(d, body, bodyLength, tail, tailLength, tailWidth);
   }
 
   // %f, %e and %g from the exact digits.
