@@ -2,14 +2,41 @@
 // ".so", paths), unloading, and the library's own module.
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstddef>
 #include <dlfcn.h>
 #include <link.h>
+#include <new>
 #include <stdlib.h>
 #include <string>
 #include <unistd.h>
 
 #include "fixtures/test_catalog.h"
 #include "test_support.h"
+
+namespace {
+
+// Armed by a test: the next nothrow new fails, as under exhausted memory.
+bool g_failNextNothrowNew = false;
+bool g_nothrowNewFailed = false;
+
+}  // namespace
+
+// The loader allocates its records with nothrow new; this lets a test make
+// that allocation fail. The memory comes from the ordinary operator new, so
+// that delete (and AddressSanitizer) see the pair they expect.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (g_failNextNothrowNew) {
+    g_failNextNothrowNew = false;
+    g_nothrowNewFailed = true;
+    return nullptr;
+  }
+  try {
+    return ::operator new(size);
+  } catch (...) {
+    return nullptr;
+  }
+}
 
 namespace {
 
@@ -94,6 +121,77 @@ TEST(PosixModule, NameForms) {
     }
   }
   EXPECT_TRUE(FreeLibrary(reference));
+}
+
+// Paths live in buffers of PATH_MAX bytes: the longest path the file system
+// takes must still open, one byte more finds nothing (and must not overrun).
+TEST(PosixModule, LongestPath) {
+  HMODULE reference = LoadLibraryW(TestCatalogName());
+  ASSERT_NE(nullptr, reference);
+  const std::string dir = ExecutableDirectory() + "/";
+  const std::string file = "libkz_test_catalog.so";
+  const struct {
+    const char* name;
+    std::size_t length;  // of the path that LoadLibraryW opens
+    bool found;
+  } rows[] = {
+      {"longest path", PATH_MAX - 1, true},
+      {"one byte more", PATH_MAX, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::string padding;
+    while (dir.size() + padding.size() + file.size() + 2 <= row.length) {
+      padding += "./";
+    }
+    if (dir.size() + padding.size() + file.size() < row.length) padding += "/";
+    const std::string path = dir + padding + file;
+    ASSERT_EQ(row.length, path.size());
+    HMODULE module = LoadLibraryW(Utf16(path).c_str());
+    if (!row.found) {
+      EXPECT_EQ(nullptr, module);
+      continue;
+    }
+    EXPECT_EQ(reference, module);
+    if (module != nullptr) {
+      EXPECT_TRUE(FreeLibrary(module));
+    }
+  }
+  // A bare name too long for any path.
+  EXPECT_EQ(nullptr, LoadLibraryW(Utf16(std::string(PATH_MAX, 'k')).c_str()));
+  EXPECT_TRUE(FreeLibrary(reference));
+}
+
+// Out of memory for the module's record: LoadLibraryW gives null, throws
+// nothing, and leaves neither a dlopen reference nor a record behind; a
+// module that is registered already needs no record and still opens.
+TEST(PosixModule, RecordAllocationFailure) {
+  const std::string path = ExecutableDirectory() + "/libkz_test_catalog.so";
+  ASSERT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD))
+      << "another test left the catalog loaded";
+  g_nothrowNewFailed = false;
+  g_failNextNothrowNew = true;
+  HMODULE failed = LoadLibraryW(TestCatalogName());
+  g_failNextNothrowNew = false;
+  EXPECT_TRUE(g_nothrowNewFailed);
+  EXPECT_EQ(nullptr, failed);
+  EXPECT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD));
+
+  HMODULE module = LoadLibraryW(TestCatalogName());
+  ASSERT_NE(nullptr, module);
+  g_nothrowNewFailed = false;
+  g_failNextNothrowNew = true;
+  HMODULE again = LoadLibraryW(TestCatalogName());
+  g_failNextNothrowNew = false;
+  EXPECT_FALSE(g_nothrowNewFailed);
+  EXPECT_EQ(module, again);
+  WCHAR buffer[16];
+  EXPECT_EQ(7, LoadStringW(module, kIdFifteen, buffer, 16));
+  if (again != nullptr) {
+    EXPECT_TRUE(FreeLibrary(again));
+  }
+  EXPECT_TRUE(FreeLibrary(module));
+  EXPECT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD));
 }
 
 // The name reaches the file system as UTF-8 whatever the locale (the sb.
