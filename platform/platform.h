@@ -33,10 +33,8 @@ namespace platform {
 // Stop at the first zero or at `limit`, before a character (or surrogate
 // pair) that would not fit whole; return the count, no terminator written. A
 // null dst counts the whole text and ignores `limit`; a null src gives 0.
-KZ_PLATFORM_API std::size_t MbsToWideReplacing(WCHAR* dst, const char* src,
-                                               std::size_t limit);
-KZ_PLATFORM_API std::size_t WideToMbsReplacing(char* dst, const WCHAR* src,
-                                               std::size_t limit);
+std::size_t MbsToWideReplacing(WCHAR* dst, const char* src, std::size_t limit);
+std::size_t WideToMbsReplacing(char* dst, const WCHAR* src, std::size_t limit);
 
 }  // namespace platform
 

@@ -20,6 +20,7 @@ static_assert(offsetof(CKZStringBlock, refCount) == 0,
 
 namespace {
 
+#if defined(KZ_TEST_HOOKS)
 struct AtomicCounters {
   std::atomic<unsigned long> crtGrow{0}, crtFree{0}, oleGrow{0}, oleFree{0},
       bstrGrow{0}, bstrFree{0};
@@ -29,6 +30,16 @@ AtomicCounters g_allocCounters;
 void Count(std::atomic<unsigned long>& counter) {
   counter.fetch_add(1, std::memory_order_relaxed);
 }
+#else
+// Shipped builds count nothing: each Count below compiles to no code.
+struct NoCounters {
+  struct Field {
+  } crtGrow, crtFree, oleGrow, oleFree, bstrGrow, bstrFree;
+};
+NoCounters g_allocCounters;
+
+void Count(NoCounters::Field) {}
+#endif
 
 // Callers of the block operations cannot hear of a failed allocation or a
 // text beyond 2^31 characters; stopping here writes through no null pointer
@@ -319,6 +330,7 @@ void DestroyBlock(CKZStringBlock* block) {
 
 void CKZString::FreeBlock(CKZStringBlock* block) { DestroyBlock(block); }
 
+#if defined(KZ_TEST_HOOKS)
 KZAllocCounters KZGetAllocCounters() {
   KZAllocCounters c;
   c.crtGrow = g_allocCounters.crtGrow.load(std::memory_order_relaxed);
@@ -329,3 +341,4 @@ KZAllocCounters KZGetAllocCounters() {
   c.bstrFree = g_allocCounters.bstrFree.load(std::memory_order_relaxed);
   return c;
 }
+#endif

@@ -36,11 +36,13 @@ std::uint32_t BlockCapacity(std::uint32_t requested, std::uint32_t length);
 // A single-byte locale: one character is one unit and one byte.
 inline bool SingleByteLocale() { return MB_CUR_MAX == 1; }
 
+#if defined(KZ_TEST_HOOKS)
 // Counts of buffer operations by allocator kind, for the tests that show a
-// taken-over buffer is grown and freed by its own allocator.
+// taken-over buffer is grown and freed by its own allocator. Test builds only.
 struct KZAllocCounters {
   unsigned long crtGrow, crtFree, oleGrow, oleFree, bstrGrow, bstrFree;
 };
-KZCOMMON_API KZAllocCounters KZGetAllocCounters();
+KZAllocCounters KZGetAllocCounters();
+#endif
 
 #endif  // KZCOMMON_STRINGS_STRING_BLOCK_H_
