@@ -38,9 +38,9 @@
 namespace {
 
 // Nothing here may throw into the caller, and a failure must leave nothing
-// behind: names and paths live in fixed buffers on the stack, and the one
-// allocation, a module's record, is made after dlopen succeeded and undone
-// with it.
+// behind: names and paths live in fixed buffers on the stack (two at most,
+// 8 KiB), and the one allocation, a module's record, is made after dlopen
+// succeeded and undone with it.
 
 struct Module {
   Module* next;
@@ -102,6 +102,15 @@ class Path {
   void Truncate(std::size_t length) {
     size_ = length;
     text_[size_] = 0;
+  }
+  // The target of the symbolic link `link` in place of the text; false (and
+  // empty) if it cannot be read whole.
+  bool ReadLink(const char* link) {
+    ssize_t n = readlink(link, text_, sizeof text_);
+    Truncate(n > 0 && static_cast<std::size_t>(n) < sizeof text_
+                 ? static_cast<std::size_t>(n)
+                 : 0);
+    return size_ > 0;
   }
 
  private:
@@ -200,18 +209,18 @@ std::size_t DirectoryLength(const char* path) {
   return slash == nullptr ? 0 : static_cast<std::size_t>(slash - path);
 }
 
-// The executable's folder into `out`; false if it cannot be read.
+// The executable's folder in place of `out`'s text; false if it cannot be
+// read.
 bool ReadExecutableDirectory(Path* out) {
-  char path[PATH_MAX];
-  ssize_t n = readlink("/proc/self/exe", path, sizeof path);
-  if (n <= 0 || static_cast<std::size_t>(n) >= sizeof path) return false;
-  path[n] = 0;
-  std::size_t length = DirectoryLength(path);
-  return length > 0 && out->Append(path, length);
+  if (!out->ReadLink("/proc/self/exe")) return false;
+  out->Truncate(DirectoryLength(out->c_str()));
+  return out->size() > 0;
 }
 
-// The kzcommon library's folder into `out`; false if it cannot be told.
+// The kzcommon library's folder in place of `out`'s text; false if it cannot
+// be told.
 bool ReadLibraryDirectory(Path* out) {
+  out->Truncate(0);
   Dl_info info;
   if (dladdr(reinterpret_cast<void*>(&ReadLibraryDirectory), &info) == 0 ||
       info.dli_fname == nullptr) {
@@ -225,29 +234,35 @@ void* Open(const char* path, int extraFlags = 0) {
   return dlopen(path, RTLD_NOW | RTLD_LOCAL | extraFlags);
 }
 
+// `text` without `part` in front of it, or null if it does not start so.
+const char* After(const char* text, const char* part, std::size_t length) {
+  return std::strncmp(text, part, length) == 0 ? text + length : nullptr;
+}
+
 // True if `loaded` (a file name) is `wanted` or `wanted` with a version
 // behind it: "libx.so.1.2" for "libx.so".
-bool IsLoadedAs(const char* loaded, const char* wanted, std::size_t length) {
-  if (std::strncmp(loaded, wanted, length) != 0) return false;
-  if (loaded[length] == 0) return true;
-  if (loaded[length] != '.') return false;
-  for (const char* p = loaded + length; *p != 0; ++p) {
+bool IsLoadedAs(const char* loaded, const FileName& wanted) {
+  const char* p = After(loaded, wanted.prefix, std::strlen(wanted.prefix));
+  if (p != nullptr) p = After(p, wanted.stem, wanted.stemLength);
+  if (p != nullptr) p = After(p, wanted.suffix, std::strlen(wanted.suffix));
+  if (p == nullptr) return false;
+  if (*p == 0) return true;
+  if (*p != '.') return false;
+  for (; *p != 0; ++p) {
     if (*p != '.' && (*p < '0' || *p > '9')) return false;
   }
   return true;
 }
 
-// A new dlopen reference on a loaded module that answers to `file`. `scratch`
-// receives its path: dlopen may not be called while the loader's list is
-// being walked.
+// A new dlopen reference on a loaded module that answers to `name`.
+// `scratch` receives its path: dlopen may not be called while the loader's
+// list is being walked.
 void* OpenLoaded(const FileName& name, Path* scratch) {
-  Path wanted;
-  if (!name.AppendTo(&wanted)) return nullptr;
   struct Search {
-    const Path* wanted;
+    const FileName* wanted;
     Path* path;
     bool found;
-  } search{&wanted, scratch, false};
+  } search{&name, scratch, false};
   scratch->Truncate(0);
   dl_iterate_phdr(
       [](dl_phdr_info* info, std::size_t, void* data) -> int {
@@ -256,9 +271,7 @@ void* OpenLoaded(const FileName& name, Path* scratch) {
         if (path == nullptr || path[0] == 0) return 0;
         const char* slash = std::strrchr(path, '/');
         const char* file = slash == nullptr ? path : slash + 1;
-        if (!IsLoadedAs(file, s->wanted->c_str(), s->wanted->size())) {
-          return 0;
-        }
+        if (!IsLoadedAs(file, *s->wanted)) return 0;
         s->found = s->path->Append(path);
         return 1;
       },
@@ -296,7 +309,6 @@ void* OpenByName(Path& path) {
     if (void* dl = OpenLoaded(names[i], &candidate)) return dl;
   }
   for (bool (*read)(Path*) : {ReadExecutableDirectory, ReadLibraryDirectory}) {
-    candidate.Truncate(0);
     if (!read(&candidate) || !candidate.AppendByte('/')) continue;
     const std::size_t directory = candidate.size();
     for (std::size_t i = 0; i < count; ++i) {
