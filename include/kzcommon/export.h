@@ -4,6 +4,8 @@
 // POSIX (the library is built with -fvisibility=hidden and a version script,
 // library/exports.map, which a new public class joins with one line) and not
 // exported on Windows, so the exported surface is exactly what is marked here.
+// A nested class carries its own KZCOMMON_API: on Windows the enclosing
+// class's mark does not reach it.
 // KZCOMMON_STATIC means the library's code is built into the program itself
 // (the static copy that kzcommon's own tests link): nothing is exported or
 // imported then.
