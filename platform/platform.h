@@ -28,10 +28,13 @@
 namespace platform {
 
 // The C heap of library code: malloc and realloc under the run-time's
-// contract. Free goes straight to std::free.
+// contract. Free goes straight to std::free. The two builds' forms live in
+// namespaces of their own, so that test code compiled without the hooks,
+// linked with library code compiled with them, keeps the two apart.
 #if defined(KZ_TEST_HOOKS)
 // Test builds ask the failure window first (platform/alloc_failure.h), and so
 // do the COM task allocator and the BSTR functions, through the macros below.
+inline namespace checked {
 inline void* malloc(std::size_t bytes) {
   return FailThisAllocation() ? nullptr : std::malloc(bytes);
 }
@@ -59,11 +62,14 @@ inline INT CheckedSysReAllocStringLen(BSTR* bstr, const OLECHAR* text,
                                       UINT length) {
   return FailThisAllocation() ? FALSE : SysReAllocStringLen(bstr, text, length);
 }
+}  // namespace checked
 #else
+inline namespace unchecked {
 inline void* malloc(std::size_t bytes) { return std::malloc(bytes); }
 inline void* realloc(void* block, std::size_t bytes) {
   return std::realloc(block, bytes);
 }
+}  // namespace unchecked
 #endif
 
 // Multibyte to wide and back when the run-time refuses the text: never fails.
