@@ -242,9 +242,13 @@ class KZCOMMON_API CKZString {
     return AppendUnit(right);
   }
   CKZString& operator+=(char right) {
+    // The same for a multibyte-only text. A first byte of 0 is no text in a
+    // multibyte locale, whatever the length says: the slow path then gives
+    // the character alone.
     CKZStringBlock* b = m_block;
     if (b != nullptr && right != 0 && b->refCount == 1 &&
-        b->wideBuffer == nullptr && b->mbsLength - 1u < b->capacity - 1u) {
+        b->wideBuffer == nullptr && b->mbsLength - 1u < b->capacity - 1u &&
+        b->mbsBuffer[0] != 0) {
       b->mbsBuffer[b->mbsLength] = right;
       b->mbsBuffer[++b->mbsLength] = 0;
       b->wideLength = b->mbsLength;
