@@ -91,7 +91,9 @@ std::size_t WideToMbsReplacing(char* dst, const WCHAR* src, std::size_t limit);
 // names lead to the checked forms above. The files that define the functions
 // on POSIX set KZ_DEFINING_ALLOCATORS, so that their definitions keep their
 // names and their calls among themselves count once, at the library's call.
-#if defined(KZ_TEST_HOOKS) && !defined(KZ_DEFINING_ALLOCATORS)
+// Test code that includes this header allocates its fixtures unchecked.
+#if defined(KZ_TEST_HOOKS) && defined(KZCOMMON_BUILDING) && \
+    !defined(KZ_DEFINING_ALLOCATORS)
 #define CoTaskMemAlloc(size) ::platform::CheckedCoTaskMemAlloc(size)
 #define CoTaskMemRealloc(block, size) \
   ::platform::CheckedCoTaskMemRealloc(block, size)

@@ -6,37 +6,13 @@
 #include <cstddef>
 #include <dlfcn.h>
 #include <link.h>
-#include <new>
 #include <stdlib.h>
 #include <string>
 #include <unistd.h>
 
 #include "fixtures/test_catalog.h"
+#include "support/alloc_failure.h"
 #include "test_support.h"
-
-namespace {
-
-// Armed by a test: the next nothrow new fails, as under exhausted memory.
-bool g_failNextNothrowNew = false;
-bool g_nothrowNewFailed = false;
-
-}  // namespace
-
-// The loader allocates its records with nothrow new; this lets a test make
-// that allocation fail. The memory comes from the ordinary operator new, so
-// that delete (and AddressSanitizer) see the pair they expect.
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  if (g_failNextNothrowNew) {
-    g_failNextNothrowNew = false;
-    g_nothrowNewFailed = true;
-    return nullptr;
-  }
-  try {
-    return ::operator new(size);
-  } catch (...) {
-    return nullptr;
-  }
-}
 
 namespace {
 
@@ -162,34 +138,36 @@ TEST(PosixModule, LongestPath) {
   EXPECT_TRUE(FreeLibrary(reference));
 }
 
-// Out of memory for the module's record: LoadLibraryW gives null, throws
-// nothing, and leaves neither a dlopen reference nor a record behind; a
-// module that is registered already needs no record and still opens.
-TEST(PosixModule, RecordAllocationFailure) {
+// Out of memory in LoadLibraryW: each of its allocations fails in turn; it
+// gives null, throws nothing, and leaves neither a dlopen reference nor a
+// record behind. A module that is registered already needs no allocation.
+TEST(PosixModule, AllocationFailure) {
   const std::string path = ExecutableDirectory() + "/libkz_test_catalog.so";
   ASSERT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD))
       << "another test left the catalog loaded";
-  g_nothrowNewFailed = false;
-  g_failNextNothrowNew = true;
-  HMODULE failed = LoadLibraryW(TestCatalogName());
-  g_failNextNothrowNew = false;
-  EXPECT_TRUE(g_nothrowNewFailed);
-  EXPECT_EQ(nullptr, failed);
-  EXPECT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD));
+  const unsigned count = ForEachFailingAllocation([&](unsigned) {
+    HMODULE module = LoadLibraryW(TestCatalogName());
+    if (InjectedFailureFired()) {
+      EXPECT_EQ(nullptr, module);
+    } else {
+      ASSERT_NE(nullptr, module);
+      EXPECT_TRUE(FreeLibrary(module));
+    }
+    EXPECT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD));
+  });
+  EXPECT_GT(count, 0u);
 
   HMODULE module = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, module);
-  g_nothrowNewFailed = false;
-  g_failNextNothrowNew = true;
-  HMODULE again = LoadLibraryW(TestCatalogName());
-  g_failNextNothrowNew = false;
-  EXPECT_FALSE(g_nothrowNewFailed);
-  EXPECT_EQ(module, again);
+  EXPECT_EQ(0u, ForEachFailingAllocation([&](unsigned) {
+              HMODULE again = LoadLibraryW(TestCatalogName());
+              EXPECT_EQ(module, again);
+              if (again != nullptr) {
+                EXPECT_TRUE(FreeLibrary(again));
+              }
+            }));
   WCHAR buffer[16];
   EXPECT_EQ(7, LoadStringW(module, kIdFifteen, buffer, 16));
-  if (again != nullptr) {
-    EXPECT_TRUE(FreeLibrary(again));
-  }
   EXPECT_TRUE(FreeLibrary(module));
   EXPECT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD));
 }
