@@ -3,10 +3,12 @@
 #include <kzcommon/kzcatalog.h>
 
 #include <cstdlib>
+#include <cstring>
 
 #include "platform/platform.h"
 
 #include "catalogs/module_cache.h"
+#include "strings/internal/unit_scan.h"
 #include "strings/string_block.h"
 
 namespace {
@@ -17,6 +19,31 @@ constexpr int kFirstLoad = 260;
 constexpr UINT kReload = 520;
 // The formatter's first limit; the buffer has one unit more.
 constexpr ULONG kFirstFormat = 260;
+
+// Writes the `count` units of `text` into `block` as a new block would take
+// them (up to the first zero, then zeros), if the block may be reused: held
+// by one value, with the wide form alone, from malloc, and room for them (a
+// wide-only buffer from malloc holds capacity + 1 units). A fetch in a loop
+// then allocates nothing. False, with the block untouched, if not.
+bool FillInPlace(CKZStringBlock* block, const WCHAR* text,
+                 std::uint32_t count) {
+  if (block == nullptr || block->refCount != 1 ||
+      block->wideBuffer == nullptr || block->mbsBuffer != nullptr ||
+      block->wideAllocKind != CKZStringBlock::AllocCRT ||
+      block->capacity < count) {
+    return false;
+  }
+  const std::size_t copied = kzscan::BoundedLength(text, count);
+  std::memcpy(block->wideBuffer, text, copied * sizeof(WCHAR));
+  if (copied < count) {
+    std::memset(block->wideBuffer + copied, 0,
+                (count - copied) * sizeof(WCHAR));
+  }
+  block->wideBuffer[count] = 0;
+  block->wideLength = count;
+  block->mbsLength = SingleByteLocale() ? count : 0;
+  return true;
+}
 
 }  // namespace
 
@@ -136,6 +163,16 @@ HRESULT CKZCatalog::GetMsgEx(CKZString& out, ULONG msgId, va_list* args) {
     if (kFirstLoad - count < 2) {
       // Possibly cut: again, through the string's own growing load.
       text.LoadStringW(module, msgId, kReload);
+    } else if (args == nullptr) {
+      pin.Release();
+      // Into the block `out` holds if it may be reused, else a new one.
+      if (FillInPlace(out.m_block, buffer, static_cast<std::uint32_t>(count))) {
+        return S_OK;
+      }
+      CKZString fresh(buffer, static_cast<ULONG>(count));
+      if (fresh.m_block == nullptr) return E_OUTOFMEMORY;
+      out = fresh;
+      return S_OK;
     } else {
       text = CKZString(buffer, static_cast<ULONG>(count));
     }

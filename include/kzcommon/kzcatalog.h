@@ -74,8 +74,10 @@ class KZCOMMON_API CKZCatalog {
   // list, which is left unread for the caller: each call (and each pass of
   // the formatter) starts again at its first argument, so one list may be
   // given to two catalogs in turn. A null `args` takes the text as it stands,
-  // unformatted: "%%" stays "%%" and a placeholder stays in the text. Then
-  // `out` shares the block of the loaded text, and E_INVALIDARG can't occur.
+  // unformatted: "%%" stays "%%" and a placeholder stays in the text, and
+  // E_INVALIDARG can't occur. A text of up to 258 units then goes into the
+  // block that `out` holds if nothing else shares it and it has room, so a
+  // fetch in a loop allocates nothing.
   //   va_list args;
   //   va_start(args, last);
   //   hr = catalog.GetMsgEx(out, id, &args);

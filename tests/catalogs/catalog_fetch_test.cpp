@@ -153,6 +153,44 @@ TEST_F(CatalogFetch, UnconvertibleCharacter) {
   }
 }
 
+// An unformatted text goes into the block `out` already has when nothing
+// else shares it. Whatever `out` held before, it ends with the text alone:
+// the right length, a multibyte form built from the new text, and a value
+// that shared the old block keeps the old text.
+TEST_F(CatalogFetch, WhatOutHeldBefore) {
+  CKZCatalog catalog(TestCatalogName());
+  CKZString sharer;
+  const struct {
+    const char* name;
+    CKZString before;
+    bool shared;
+  } rows[] = {
+      {"null", CKZString(), false},
+      {"empty", CKZString(OLESTR("")), false},
+      {"a longer text", CKZString(OLESTR("a text longer than the next one")),
+       false},
+      {"a shared text", CKZString(OLESTR("shared")), true},
+      {"multibyte form only", CKZString("multibyte"), false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString out = row.before;
+    if (row.shared) sharer = out;
+    // Both forms, so that a stale multibyte form would show.
+    static_cast<void>(static_cast<const char*>(out));
+    ASSERT_EQ(S_OK, catalog.GetMsgEx(out, kIdFifteen, nullptr));
+    EXPECT_EQ(u"fifteen", W(out));
+    EXPECT_EQ(7u, out.Length());
+    // Now a block of the wide form alone, which the next fetch reuses.
+    ASSERT_EQ(S_OK, catalog.GetMsgEx(out, kIdHello, nullptr));
+    EXPECT_EQ(u"0$Hello", W(out));
+    EXPECT_EQ(7u, out.Length());
+    EXPECT_EQ(7u, out.MbsLength());
+    EXPECT_EQ("0$Hello", M(out));
+  }
+  EXPECT_EQ(u"shared", W(sharer));
+}
+
 // GetMsgEx reads the caller's list from its first argument on every call, so
 // one list serves two catalogs in turn, as the error handling's fallback
 // does.
