@@ -36,7 +36,13 @@ HRESULT CKZModuleCache::Open(std::uint32_t hash, const WCHAR* name,
   if (found != modules.end()) {
     handle = found->second;
   } else {
-    handle = LoadLibraryW(name);
+    try {
+      handle = LoadLibraryW(name);
+    } catch (const std::bad_alloc&) {
+      // Nothing may leave with the lock held.
+      LeaveCriticalSection(&lock);
+      return E_OUTOFMEMORY;
+    }
     if (handle == nullptr) {
       LeaveCriticalSection(&lock);
       return E_FAIL;

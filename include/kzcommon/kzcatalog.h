@@ -17,11 +17,16 @@
 // may fetch through one object at once. Close and CloseAll on one thread
 // never free a module under a fetch in flight on another: they wait for it to
 // leave the module, and every object that held the closed module reopens it
-// at its next fetch. Assigning to an object while another thread uses it is
-// the caller's race, as for any value.
+// at its next fetch. Copying and assigning touch the name's plain reference
+// count, so an object that other threads use or copy must not be assigned
+// to, nor copied on two threads at once: that is the caller's race, as for
+// any CKZString.
 //
 // Results are HRESULTs; compare them with zero, since S_FALSE is a success.
-// Nothing throws.
+// Nothing throws. Exhausted memory: a fetch or an open that can't allocate
+// gives E_OUTOFMEMORY and leaves `out` and the table as they were; a name
+// that can't be copied leaves the object with a null name, which opens
+// nothing (E_FAIL, as for an empty name).
 #ifndef KZCOMMON_KZCATALOG_H_
 #define KZCOMMON_KZCATALOG_H_
 
