@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "catalogs/module_cache.h"
+#include "errors/message_queue.h"
+#include "errors/msg_map.h"
 #include "strings/string_block.h"
 
 namespace {
@@ -33,6 +36,13 @@ std::uint32_t ReadInitialBlockSize() {
 }
 
 }  // namespace
+
+// The table of open catalog modules with its lock: first, so that it exists
+// before any catalog, and is destroyed after the default catalog's Close.
+CKZModuleCache g_catalogCache;
+// Builds the default catalog's name while g_initialBlockSize is still 0.
+MsgMapStore g_msgMapStore;
+MessageQueue g_messageQueue;
 
 // Last of the initialisers: strings that the ones above build see 0 and get
 // a capacity equal to their length.
