@@ -9,6 +9,7 @@
 
 #include <kzcommon/export.h>
 #include <kzcommon/kzstring.h>
+#include <kzcommon/kzstringtoken.h>
 #include <kzcommon/wintypes.h>
 
 #endif  // KZCOMMON_KZCOMMON_H_
