@@ -64,6 +64,8 @@ void FreeBuffer(void* buffer, std::uint8_t kind) {
       Count(g_allocCounters.oleFree);
       CoTaskMemFree(buffer);
       break;
+    case kAllocInRecord:
+      break;  // goes with the record
     default:
       Count(g_allocCounters.bstrFree);
       SysFreeString(static_cast<BSTR>(buffer));
@@ -144,6 +146,27 @@ CKZStringBlock* CKZStringBlock::CreateWide(const WCHAR* text,
                 (length - copied) * sizeof(WCHAR));
     block->wideBuffer[length] = 0;
   }
+  return block;
+}
+
+CKZStringBlock* CreateWideInRecord(const WCHAR* text, std::uint32_t length) {
+  if (length > kMaxBlockCapacity) return nullptr;
+  // The record's size keeps the buffer behind it aligned for its units.
+  static_assert(sizeof(CKZStringBlock) % alignof(WCHAR) == 0,
+                "the buffer follows the record");
+  void* memory = std::malloc(sizeof(CKZStringBlock) + WideBytes(length));
+  if (memory == nullptr) return nullptr;
+  CKZStringBlock* block = static_cast<CKZStringBlock*>(memory);
+  block->refCount = 1;
+  block->capacity = length;
+  block->wideLength = length;
+  block->mbsLength = SingleByteLocale() ? length : 0;
+  block->wideBuffer = reinterpret_cast<WCHAR*>(block + 1);
+  block->mbsBuffer = nullptr;
+  block->wideAllocKind = kAllocInRecord;
+  block->mbsAllocKind = CKZStringBlock::AllocCRT;
+  std::memcpy(block->wideBuffer, text, std::size_t{length} * sizeof(WCHAR));
+  block->wideBuffer[length] = 0;
   return block;
 }
 
@@ -269,6 +292,16 @@ void CKZStringBlock::ReserveWide(std::uint32_t needed) {
       void* p = CoTaskMemRealloc(wideBuffer, WideBytes(grown));
       if (p == nullptr) OutOfMemory();
       wideBuffer = static_cast<WCHAR*>(p);
+      break;
+    }
+    case kAllocInRecord: {
+      // Out of the record into a buffer of its own, which grows from then on.
+      Count(g_allocCounters.crtGrow);
+      void* p = std::malloc(WideBytes(grown));
+      if (p == nullptr) OutOfMemory();
+      std::memcpy(p, wideBuffer, WideBytes(capacity));
+      wideBuffer = static_cast<WCHAR*>(p);
+      wideAllocKind = AllocCRT;
       break;
     }
     default: {

@@ -30,6 +30,18 @@ std::uint32_t MbsTextLength(const char* text);
 // Frees the buffers, each by its allocator, then the record.
 void DestroyBlock(CKZStringBlock* block);
 
+// The allocator kind of a wide buffer that lies in the record's own
+// allocation, right behind it: freed with the record, and moved to a buffer
+// of the malloc kind when it has to grow.
+constexpr std::uint8_t kAllocInRecord = 4;
+
+// A wide-only block of `length` units copied from `text`, which holds no
+// zero among them, with its buffer in the record's allocation and room for
+// exactly the text: one allocation instead of two, for the many small
+// values that are read far more than edited (the tokens of a list).
+// nullptr when the length is beyond the largest block or memory ran out.
+CKZStringBlock* CreateWideInRecord(const WCHAR* text, std::uint32_t length);
+
 // Capacity rule: R when L < R, else R + L (saturated at kMaxBlockCapacity).
 std::uint32_t BlockCapacity(std::uint32_t requested, std::uint32_t length);
 

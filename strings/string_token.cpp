@@ -69,6 +69,58 @@ class SeparatorSet {
   bool m_low[256];
 };
 
+// Units looked at one by one before the scan goes over to vectors.
+constexpr std::size_t kShortToken = 8;
+
+// Splits s[0, length) (s[length] is its terminator) as wcstok would: every
+// unit of the delimiter separates, runs of separators count as one, and the
+// text ends at its first zero unit. Reads the text, never writes it.
+class Splitter {
+ public:
+  Splitter(const WCHAR* s, std::size_t length, const WCHAR* delimiter)
+      : m_text(s),
+        m_length(length),
+        m_single(delimiter != nullptr && delimiter[0] != 0 && delimiter[1] == 0
+                     ? delimiter[0]
+                     : 0),
+        m_set(m_single != 0 ? nullptr : delimiter) {}
+
+  // The next token as [begin, end); false when there is none.
+  bool Next(std::size_t& begin, std::size_t& end) {
+    const WCHAR* s = m_text;
+    std::size_t i = m_at;
+    if (m_single != 0) {
+      while (s[i] == m_single) ++i;
+      if (s[i] == 0) return false;
+      // Most tokens are short: a unit at a time first, then whole vectors.
+      // Either scan stops at the separator or at a zero unit, the
+      // terminator at the latest.
+      end = i + 1;
+      const std::size_t shortEnd = i + kShortToken;
+      while (end < shortEnd && s[end] != m_single && s[end] != 0) ++end;
+      if (end == shortEnd) {
+        end += kzscan::best::FirstOf(s + end, m_length - end + 1, m_single);
+      }
+    } else {
+      while (s[i] != 0 && m_set.Contains(s[i])) ++i;
+      if (s[i] == 0) return false;
+      end = i;
+      while (s[end] != 0 && !m_set.Contains(s[end])) ++end;
+    }
+    begin = i;
+    m_at = end;
+    return true;
+  }
+  void Restart() { m_at = 0; }
+
+ private:
+  const WCHAR* m_text;
+  std::size_t m_length;
+  std::size_t m_at = 0;
+  WCHAR m_single;  // the one separator, or 0 for a set
+  SeparatorSet m_set;
+};
+
 }  // namespace
 
 CKZStringToken::CKZStringToken() : m_tokens(nullptr), m_count(0), m_room(0) {
@@ -145,41 +197,38 @@ HRESULT CKZStringToken::AddTokens(const CKZString& text) {
   if (s == nullptr || (d == nullptr && delimiter.m_block != nullptr)) {
     return S_OK;
   }
-  const std::size_t length = source.m_block->wideLength;
-  const ULONG before = m_count;
-  const bool single = d != nullptr && d[0] != 0 && d[1] == 0;
-  const SeparatorSet separators(single ? nullptr : d);
-  std::size_t i = 0;
-  for (;;) {
-    std::size_t end;
-    if (single) {
-      while (s[i] == d[0]) ++i;
-      if (s[i] == 0) break;
-      // s[length] is the terminator: the scan stops at a zero unit.
-      end = i + kzscan::best::FirstOf(s + i, length - i + 1, d[0]);
-    } else {
-      while (s[i] != 0 && separators.Contains(s[i])) ++i;
-      if (s[i] == 0) break;
-      end = i;
-      while (s[end] != 0 && !separators.Contains(s[end])) ++end;
+  Splitter split(s, source.m_block->wideLength, d);
+  // Counted first, so that the storage grows once, to the room that adding
+  // the tokens one by one would reach.
+  ULONG added = 0;
+  std::size_t begin;
+  std::size_t end;
+  while (split.Next(begin, end)) ++added;
+  if (added == 0) return S_OK;
+  if (added > kMaxRoom - m_count) return S_OK;
+  const ULONG needed = m_count + added;
+  if (needed > m_room) {
+    ULONG room = m_room == 0 ? 1 : m_room;
+    while (room < needed) {
+      if (room > kMaxRoom / 2) return S_OK;
+      room *= 2;
     }
+    if (!Reallocate(m_tokens, m_count, room)) return S_OK;
+    m_room = room;
+  }
+  split.Restart();
+  const ULONG before = m_count;
+  while (split.Next(begin, end)) {
     CKZStringBlock* block =
-        CKZStringBlock::CreateWide(s + i, static_cast<std::uint32_t>(end - i));
-    // The room doubles when full; an array without room gets room for 1.
-    const ULONG room = m_room == 0 ? 1 : m_room * 2;
-    if (block == nullptr ||
-        (m_count == m_room &&
-         (m_room > kMaxRoom / 2 || !Reallocate(m_tokens, m_count, room)))) {
+        CreateWideInRecord(s + begin, static_cast<std::uint32_t>(end - begin));
+    if (block == nullptr) {
       // All or nothing: the tokens of this text that were already added go.
-      if (block != nullptr) DestroyBlock(block);
       Destroy(m_tokens, before, m_count);
       m_count = before;
       return S_OK;
     }
-    if (m_count == m_room) m_room = room;
     new (&m_tokens[m_count]) CKZString(block);
     ++m_count;
-    i = end;
   }
   return S_OK;
 }

@@ -305,3 +305,30 @@ TEST(StringTokenList, SelfAssignmentChangesNothing) {
   EXPECT_EQ(first, A::Block(list.GetNthToken(0)));
   EXPECT_EQ(4u, T::Room(list));
 }
+
+// Fault: a token's buffer, which lies in its block's own allocation, is
+// freed or grown as if it were a buffer of its own (a double free, a
+// realloc of memory that malloc never handed out), or loses its text when
+// it moves out. A token that its holder owns alone is edited in place.
+TEST(StringTokenList, TokenBufferMovesOutOfItsBlockWhenItGrows) {
+  CKZStringToken list = ListOf(u"abc,de");
+  CKZString token = list.GetNthToken(0);
+  EXPECT_EQ(S_OK, list.RemoveToken(token));
+  ASSERT_EQ(1u, A::RefCount(token));
+  EXPECT_EQ(3u, A::Capacity(token));
+  const CKZStringBlock* block = A::Block(token);
+  const int inRecord = A::WideKind(token);
+  EXPECT_NE(CKZStringBlock::AllocCRT, inRecord);
+  token.TruncateRight(1);  // within its room: stays where it is
+  EXPECT_EQ(inRecord, A::WideKind(token));
+  const KZAllocCounters before = KZGetAllocCounters();
+  token += OLESTR("xyz");
+  const KZAllocCounters after = KZGetAllocCounters();
+  EXPECT_EQ(u"abxyz", W(token));
+  EXPECT_EQ(block, A::Block(token));
+  EXPECT_EQ(CKZStringBlock::AllocCRT, A::WideKind(token));
+  EXPECT_EQ(before.crtFree, after.crtFree);
+  token += OLESTR("0123456789");  // and grows as any buffer from then on
+  EXPECT_EQ(u"abxyz0123456789", W(token));
+  EXPECT_EQ("abxyz0123456789", kztest::M(token));
+}
