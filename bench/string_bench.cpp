@@ -791,6 +791,40 @@ void TokenCases() {
 #endif
 }
 
+// ---------------------------------------------------------------- messages
+
+// A short message with origin and code, written as a composite; the peer
+// prints the same composite from its parts with snprintf.
+void MessageCases() {
+  static const WCHAR kExpected[] =
+      OLESTR("Unexpected failure._$S_2006-PARS-Backup_$E_");
+  Register("FormatMsg", "kzcommon", 0, [](benchmark::State& state) {
+    CKZMsgString m;
+    m.FormatMsg(2, OLESTR("6$Unexpected failure."), OLESTR("Backup"),
+                OLESTR("parser"));
+    if (!Check(state, m == kExpected && m.GetErrorNum() == 2006, "text"))
+      return;
+    for (auto _ : state) {
+      m.FormatMsg(2, OLESTR("6$Unexpected failure."), OLESTR("Backup"),
+                  OLESTR("parser"));
+      benchmark::DoNotOptimize(m);
+    }
+  });
+  Register("FormatMsg", "snprintf", 0, [](benchmark::State& state) {
+    char buffer[128];
+    const auto print = [&buffer] {
+      return std::snprintf(buffer, sizeof buffer, "%s_$S_%c%03ld-%.*s-%s_$E_",
+                           "Unexpected failure.", '2', 6L, 4, "PARS", "Backup");
+    };
+    print();
+    if (!Check(state, CKZString(buffer) == kExpected, "text")) return;
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(print());
+      benchmark::DoNotOptimize(buffer);
+    }
+  });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -808,6 +842,7 @@ int main(int argc, char** argv) {
   ComposeCases();
   ResourceCases();
   TokenCases();
+  MessageCases();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();

@@ -172,6 +172,8 @@ TEST(CachedViews, NewAndEmptyViews) {
   CKZSimpleMsgString plain;
   static_cast<CKZMsgString&>(plain) = OLESTR("plain");
   EXPECT_EQ(S_FALSE, plain.BuildSimpleMessage(out));
+  static_cast<CKZMsgString&>(plain) = OLESTR("other");
   EXPECT_EQ(S_FALSE, plain.BuildSimpleMessage(out));
+  EXPECT_EQ(u"plain", W(out));  // from the view
   EXPECT_EQ("plain", M(plain));
 }
