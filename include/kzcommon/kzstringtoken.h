@@ -62,8 +62,10 @@ class KZCOMMON_API CKZStringToken {
   // Returns S_OK in every case: a null or empty text, or one of separators
   // only, adds nothing. If memory runs out, nothing of this text is added
   // and the list keeps every token it had.
-  // Cost: linear in the text, one block per token; the room doubles when
-  // full (from 1) and never shrinks.
+  // Cost: linear in the text, one allocation per token (a wide-only block
+  // with room for exactly its text, which grows like any other once it is
+  // edited); the room of the list doubles when full (from 1), grows once per
+  // call, and never shrinks.
   HRESULT AddTokens(const CKZString& text);
   // Removes the first token equal to `token` (exact comparison, case
   // counts) and moves the ones behind it forward, keeping their order; a
