@@ -715,6 +715,47 @@ void ResourceCases() {
       benchmark::DoNotOptimize(LoadStringW(module, 1, buffer, 256));
     }
   });
+
+  // A catalog fetch without arguments against what a caller of the platform
+  // would write: LoadStringW into a stack buffer, then a string of the text.
+  // CatalogFetch goes through an object that holds its module; in
+  // CatalogFirstFetch each fetch is the first of a new object, which finds
+  // the table's entry under the lock.
+  static const WCHAR kCatalog[] = OLESTR("kzcommon_bench_messages");
+  auto platformFetch = [module](benchmark::State& state) {
+    WCHAR buffer[256];
+    auto fetch = [&] {
+      int n = LoadStringW(module, 1, buffer, 256);
+      return std::u16string(reinterpret_cast<const char16_t*>(buffer),
+                            static_cast<std::size_t>(n > 0 ? n : 0));
+    };
+    if (!Check(state, CKZString(AsW(fetch())) == kExpected, "text")) return;
+    for (auto _ : state) {
+      std::u16string text = fetch();
+      benchmark::DoNotOptimize(text);
+    }
+  };
+  Register("CatalogFetch", "kzcommon", 40, [](benchmark::State& state) {
+    CKZCatalog catalog(kCatalog);
+    CKZString out;
+    HRESULT hr = catalog.GetMsgEx(out, 1, nullptr);
+    if (!Check(state, hr == S_OK && out == kExpected, "text")) return;
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(catalog.GetMsgEx(out, 1, nullptr));
+    }
+  });
+  Register("CatalogFetch", "platform", 40, platformFetch);
+  Register("CatalogFirstFetch", "kzcommon", 40, [](benchmark::State& state) {
+    CKZCatalog holder(kCatalog);
+    CKZString out;
+    HRESULT hr = holder.GetMsgEx(out, 1, nullptr);
+    if (!Check(state, hr == S_OK && out == kExpected, "text")) return;
+    for (auto _ : state) {
+      CKZCatalog catalog(kCatalog);
+      benchmark::DoNotOptimize(catalog.GetMsgEx(out, 1, nullptr));
+    }
+  });
+  Register("CatalogFirstFetch", "platform", 40, platformFetch);
 }
 
 // ---------------------------------------------------------------- tokens

@@ -1,39 +1,48 @@
 // The module's process-wide objects, defined in one translation unit so that
 // the language fixes their order: built top to bottom at load, destroyed in
 // reverse at unload.
-#include <climits>
 #include <cstdint>
 #include <cstdlib>
 
+#include "catalogs/module_cache.h"
+#include "errors/message_queue.h"
+#include "errors/msg_map.h"
 #include "strings/string_block.h"
 
 namespace {
 
 constexpr std::uint32_t kDefaultBlockSize = 64;
-// Above this a block of nothing would cost more than 32 MiB: a value this
-// large is taken for a mistake, like a negative one.
-constexpr long kMaxInitialBlockSize = 16 * 1024 * 1024;
 
 // The decimal number at the start of the value, as atoi reads it (white
 // space, sign, digits; 0 when no number stands there), without atoi's
-// undefined overflow. Negative values and values above kMaxInitialBlockSize
-// fall back to the default.
+// undefined overflow. Every capacity a block can hold, 0 to
+// kMaxBlockCapacity, is taken as it is. Any other value (a negative one,
+// which atoi would hand over as a capacity near 2^32, or a larger one) can
+// size no block and counts as unset.
 std::uint32_t ReadInitialBlockSize() {
   const char* text = std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE");
   if (text == nullptr) return kDefaultBlockSize;
   while (*text == ' ' || (*text >= '\t' && *text <= '\r')) ++text;
   bool negative = false;
   if (*text == '+' || *text == '-') negative = *text++ == '-';
-  long value = 0;
+  std::uint32_t value = 0;
   for (; *text >= '0' && *text <= '9'; ++text) {
-    value = value * 10 + (*text - '0');
-    if (value > kMaxInitialBlockSize) return kDefaultBlockSize;
+    const std::uint32_t digit = static_cast<std::uint32_t>(*text - '0');
+    if (value > (kMaxBlockCapacity - digit) / 10) return kDefaultBlockSize;
+    value = value * 10 + digit;
   }
   if (negative && value != 0) return kDefaultBlockSize;
-  return static_cast<std::uint32_t>(value);
+  return value;
 }
 
 }  // namespace
+
+// The table of open catalog modules with its lock: first, so that it exists
+// before any catalog, and is destroyed after the default catalog's Close.
+CKZModuleCache g_catalogCache;
+// Builds the default catalog's name while g_initialBlockSize is still 0.
+MsgMapStore g_msgMapStore;
+MessageQueue g_messageQueue;
 
 // Last of the initialisers: strings that the ones above build see 0 and get
 // a capacity equal to their length.

@@ -112,7 +112,7 @@ Composite WriteComposite(ULONG type, const WCHAR* text, const WCHAR* origin,
   const ULONG errorNum = type * 1000u + static_cast<ULONG>(number);
   if (length > kMaxBlockCapacity) return {nullptr, errorNum};
   CKZStringBlock* block =
-      CKZStringBlock::CreateWide(nullptr, static_cast<std::uint32_t>(length));
+      kzblock::CreateWide(nullptr, static_cast<std::uint32_t>(length));
   if (block == nullptr) return {nullptr, errorNum};
 
   WCHAR* out = block->wideBuffer;
@@ -160,7 +160,7 @@ CKZStringBlock* WriteDetail(const WCHAR* text, const Layout& layout) {
   // the separator.
   const std::uint32_t length =
       section + kDetailSeparatorLength + layout.start + trailer;
-  CKZStringBlock* block = CKZStringBlock::CreateWide(nullptr, length);
+  CKZStringBlock* block = kzblock::CreateWide(nullptr, length);
   if (block == nullptr) return nullptr;
   WCHAR* out = block->wideBuffer;
   Put(out, text + from, section);

@@ -64,7 +64,7 @@ HRESULT CKZMsgString::BuildSimpleMessage(CKZString& out) {
   }
   CKZStringBlock* part = nullptr;
   if (layout.start != 0) {
-    part = CKZStringBlock::CreateWide(text, layout.start);
+    part = kzblock::CreateWide(text, layout.start);
     if (part == nullptr) return E_OUTOFMEMORY;
   }
   // Through a value: `out` may be this object, whose block goes last.

@@ -15,32 +15,33 @@ constexpr int kGuidBufferUnits = 80;
 }  // namespace
 
 CKZString::CKZString(const char* text)
-    : m_block(text == nullptr
-                  ? nullptr
-                  : CKZStringBlock::CreateMbs(text, MbsTextLength(text))) {}
+    : m_block(text == nullptr ? nullptr
+                              : kzblock::CreateMbs(text, MbsTextLength(text))) {
+}
 
 CKZString::CKZString(const char* text, ULONG count)
-    : m_block(text == nullptr ? nullptr
-                              : CKZStringBlock::CreateMbs(text, count)) {}
+    : m_block(text == nullptr ? nullptr : kzblock::CreateMbs(text, count)) {}
 
 CKZString::CKZString(const WCHAR* text)
     : m_block(text == nullptr
                   ? nullptr
-                  : CKZStringBlock::CreateWide(text, WideTextLength(text))) {}
+                  : kzblock::CreateWide(text, WideTextLength(text))) {}
 
 CKZString::CKZString(const WCHAR* text, ULONG count)
-    : m_block(text == nullptr ? nullptr
-                              : CKZStringBlock::CreateWide(text, count)) {}
+    : m_block(text == nullptr ? nullptr : kzblock::CreateWide(text, count)) {}
 
 CKZString::CKZString(const GUID& guid) : m_block(nullptr) { *this = guid; }
 
+// The assignments from text fill the new block before the old one goes: the
+// value stays as it was when memory runs out, and a text that lies in the
+// value's own buffers is read before they are freed.
 CKZString& CKZString::operator=(const char* text) {
   if (text != nullptr && m_block != nullptr && text == m_block->mbsBuffer) {
     return *this;
   }
-  Release(m_block);
-  if (text != nullptr)
-    m_block = CKZStringBlock::CreateMbs(text, MbsTextLength(text));
+  Replace(
+      text == nullptr ? nullptr : kzblock::CreateMbs(text, MbsTextLength(text)),
+      text == nullptr);
   return *this;
 }
 
@@ -48,32 +49,39 @@ CKZString& CKZString::operator=(const WCHAR* text) {
   if (text != nullptr && m_block != nullptr && text == m_block->wideBuffer) {
     return *this;
   }
-  Release(m_block);
-  if (text != nullptr) {
-    m_block = CKZStringBlock::CreateWide(text, WideTextLength(text));
-  }
+  Replace(text == nullptr ? nullptr
+                          : kzblock::CreateWide(text, WideTextLength(text)),
+          text == nullptr);
   return *this;
 }
 
 CKZString& CKZString::operator=(const GUID& guid) {
   WCHAR text[kGuidBufferUnits];
   StringFromGUID2(guid, reinterpret_cast<LPOLESTR>(text), kGuidBufferUnits);
-  // Only now that the text stands does the old block go.
-  Release(m_block);
-  m_block = CKZStringBlock::CreateWide(text, WideTextLength(text));
+  Replace(kzblock::CreateWide(text, WideTextLength(text)), false);
   return *this;
+}
+
+void CKZString::Replace(CKZStringBlock* block, bool toNull) {
+  if (block == nullptr && !toNull) return;  // out of memory: no change
+  Release(m_block);
+  m_block = block;
 }
 
 void CKZString::AttachBlock(const void* text, bool wide,
                             std::uint8_t allocKind) {
-  Release(m_block);
-  if (text == nullptr) return;
+  if (text == nullptr) {
+    Release(m_block);
+    return;
+  }
   // The buffer is the caller's allocation, handed over: the block writes to
-  // it from now on, so constness ends here.
-  m_block = wide ? CKZStringBlock::AttachWide(
-                       static_cast<WCHAR*>(const_cast<void*>(text)), allocKind)
-                 : CKZStringBlock::AttachMbs(
-                       static_cast<char*>(const_cast<void*>(text)), allocKind);
+  // it from now on, so constness ends here. Without memory for the block the
+  // buffer is freed and the value stays.
+  Replace(wide ? kzblock::AttachWide(
+                     static_cast<WCHAR*>(const_cast<void*>(text)), allocKind)
+               : kzblock::AttachMbs(static_cast<char*>(const_cast<void*>(text)),
+                                    allocKind),
+          false);
 }
 
 void CKZString::Attach_CRT(const char* text) {
@@ -92,20 +100,22 @@ void CKZString::Attach_BSTR(BSTR text) {
   AttachBlock(text, true, CKZStringBlock::AllocBSTR);
 }
 
+// Without the memory for a missing form a length is counted instead: the
+// answer is the same, only not kept.
 ULONG CKZString::LengthWithoutWide() const {
   if (m_block == nullptr) return 0;
   if (m_block->wideBuffer != nullptr) return m_block->wideLength;
   if (SingleByteLocale()) return m_block->mbsLength;
-  m_block->EnsureWide();
-  return m_block->wideLength;
+  if (kzblock::EnsureWide(*m_block)) return m_block->wideLength;
+  return kzblock::CountWide(*m_block);
 }
 
 ULONG CKZString::MbsLength() const {
   if (m_block == nullptr) return 0;
   if (m_block->mbsBuffer != nullptr) return m_block->mbsLength;
   if (SingleByteLocale()) return m_block->mbsLength;
-  m_block->EnsureMbs();
-  return m_block->mbsLength;
+  if (kzblock::EnsureMbs(*m_block)) return m_block->mbsLength;
+  return kzblock::CountMbs(*m_block);
 }
 
 bool CKZString::HasWide() const {
@@ -117,26 +127,22 @@ bool CKZString::HasMbs() const {
 }
 
 const char* CKZString::BuildMbs() const {
-  if (m_block == nullptr) return nullptr;
-  m_block->EnsureMbs();
+  if (m_block == nullptr || !kzblock::EnsureMbs(*m_block)) return nullptr;
   return m_block->mbsBuffer;
 }
 
 const WCHAR* CKZString::BuildWide() const {
-  if (m_block == nullptr) return nullptr;
-  m_block->EnsureWide();
+  if (m_block == nullptr || !kzblock::EnsureWide(*m_block)) return nullptr;
   return m_block->wideBuffer;
 }
 
 WCHAR* CKZString::GetWideBuffer() {
-  if (m_block == nullptr) return nullptr;
-  m_block->EnsureWide();
+  if (m_block == nullptr || !kzblock::EnsureWide(*m_block)) return nullptr;
   return m_block->wideBuffer;
 }
 
 CKZString::operator GUID() const {
-  if (m_block == nullptr) return GUID_NULL;
-  m_block->EnsureWide();
+  if (m_block == nullptr || !kzblock::EnsureWide(*m_block)) return GUID_NULL;
   GUID guid;
   if (CLSIDFromString(reinterpret_cast<LPCOLESTR>(m_block->wideBuffer), &guid) <
       0) {
@@ -146,38 +152,39 @@ CKZString::operator GUID() const {
 }
 
 BSTR CKZString::AllocBSTR() const {
-  if (m_block == nullptr) return nullptr;
-  m_block->EnsureWide();
+  if (m_block == nullptr || !kzblock::EnsureWide(*m_block)) return nullptr;
   return SysAllocString(reinterpret_cast<const OLECHAR*>(m_block->wideBuffer));
 }
 
+// The copies store their result last: nullptr stands in `*out` until the
+// copy is complete, and stays there when memory runs out.
 void CKZString::GetBufferCopy(WCHAR** out) {
   if (out == nullptr) return;
   *out = nullptr;
   if (m_block == nullptr) return;
-  std::size_t bytes = (static_cast<std::size_t>(Length()) + 1) * sizeof(WCHAR);
+  const std::size_t bytes =
+      (static_cast<std::size_t>(Length()) + 1) * sizeof(WCHAR);
+  if (!kzblock::EnsureWide(*m_block)) return;
   WCHAR* copy = static_cast<WCHAR*>(CoTaskMemAlloc(bytes));
-  *out = copy;
   if (copy == nullptr) return;
-  m_block->EnsureWide();
   // Up to and including the first zero unit, and never more than was
   // allocated: Length() may count past a zero inside the text.
   const WCHAR* text = m_block->wideBuffer;
-  std::size_t room = bytes / sizeof(WCHAR) - 1;
+  const std::size_t room = bytes / sizeof(WCHAR) - 1;
   std::size_t i = 0;
   for (; i < room && text[i] != 0; ++i) copy[i] = text[i];
   copy[i] = 0;
+  *out = copy;
 }
 
 void CKZString::GetBufferCopy(char** out) {
   if (out == nullptr) return;
   *out = nullptr;
   if (m_block == nullptr) return;
-  std::size_t bytes = static_cast<std::size_t>(MbsLength()) + 1;
+  const std::size_t bytes = static_cast<std::size_t>(MbsLength()) + 1;
+  if (!kzblock::EnsureMbs(*m_block)) return;
   char* copy = static_cast<char*>(CoTaskMemAlloc(bytes));
-  *out = copy;
   if (copy == nullptr) return;
-  m_block->EnsureMbs();
   const char* text = m_block->mbsBuffer;
   std::size_t length = std::strlen(text);
   // In a single-byte locale MbsLength() may be a length that the multibyte
@@ -186,4 +193,5 @@ void CKZString::GetBufferCopy(char** out) {
   if (length >= bytes) length = bytes - 1;
   std::memcpy(copy, text, length);
   copy[length] = 0;
+  *out = copy;
 }

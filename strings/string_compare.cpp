@@ -201,13 +201,19 @@ std::size_t KnownBytes(const char* text, std::uint32_t limit) {
 }
 
 // The forms, built on first use; the test keeps the call out of the way once
-// a form is there.
+// a form is there. nullptr when memory runs out: the value then answers as
+// if it sorted first - equal to nothing, before everything, holding
+// nothing.
 inline const WCHAR* WideForm(CKZStringBlock* block) {
-  if (block->wideBuffer == nullptr) block->EnsureWide();
+  if (block->wideBuffer == nullptr && !kzblock::EnsureWide(*block)) {
+    return nullptr;
+  }
   return block->wideBuffer;
 }
 inline const char* MbsForm(CKZStringBlock* block) {
-  if (block->mbsBuffer == nullptr) block->EnsureMbs();
+  if (block->mbsBuffer == nullptr && !kzblock::EnsureMbs(*block)) {
+    return nullptr;
+  }
   return block->mbsBuffer;
 }
 
@@ -233,7 +239,9 @@ KZ_OUT_OF_LINE int CompareBuildingForms(CKZStringBlock* mine,
     return CompareMbs(mine->mbsBuffer, theirs->mbsBuffer);
   }
   const WCHAR* theirWide = WideForm(theirs);
+  if (theirWide == nullptr) return 1;
   const WCHAR* myWide = WideForm(mine);
+  if (myWide == nullptr) return -1;
   return CompareWideCounted(myWide, mine->wideLength, theirWide,
                             theirs->wideLength);
 }
@@ -244,6 +252,7 @@ int CKZString::Compare(const char* text, bool ignoreCase) const {
   if (m_block == nullptr) return text == nullptr ? 0 : -1;
   const char* form = MbsForm(m_block);
   if (text == nullptr) return 1;
+  if (form == nullptr) return -1;
   if (ignoreCase) return platform::_stricmp(form, text);
   return CompareMbs(form, text);
 }
@@ -252,6 +261,7 @@ int CKZString::Compare(const WCHAR* text, bool ignoreCase) const {
   if (m_block == nullptr) return text == nullptr ? 0 : -1;
   const WCHAR* form = WideForm(m_block);
   if (text == nullptr) return 1;
+  if (form == nullptr) return -1;
   if (ignoreCase) return platform::_wcsicmp(form, text);
   return CompareWide(form, text);
 }
@@ -275,7 +285,9 @@ bool CKZString::CaseLessEqual(const CKZString& other) const {
   if (m_block == other.m_block) return true;
   // A null string has neither form: against it the text overloads decide.
   if (m_block == nullptr || other.m_block == nullptr) {
-    return CaseLessEqual(static_cast<const WCHAR*>(other));
+    const WCHAR* theirs = other;
+    if (other.m_block != nullptr && theirs == nullptr) return false;
+    return CaseLessEqual(theirs);
   }
   if (ChooseMbs(m_block, other.m_block)) {
     const std::uint32_t a = m_block->mbsLength;
@@ -285,6 +297,7 @@ bool CKZString::CaseLessEqual(const CKZString& other) const {
   }
   const WCHAR* theirs = WideForm(other.m_block);
   const WCHAR* mine = WideForm(m_block);
+  if (theirs == nullptr || mine == nullptr) return false;
   const std::uint32_t a = m_block->wideLength;
   const std::uint32_t b = other.m_block->wideLength;
   return WideCaseLessEqual(mine, theirs, a < b ? a : b);
@@ -293,20 +306,21 @@ bool CKZString::CaseLessEqual(const CKZString& other) const {
 bool CKZString::CaseLessEqual(const WCHAR* text) const {
   if (m_block == nullptr) return text == nullptr;
   const WCHAR* form = WideForm(m_block);
-  if (text == nullptr) return false;
+  if (text == nullptr || form == nullptr) return false;
   return WideCaseLessEqual(form, text, KnownUnits(text, m_block->wideLength));
 }
 
 bool CKZString::CaseLessEqual(const char* text) const {
   if (m_block == nullptr) return text == nullptr;
   const char* form = MbsForm(m_block);
-  if (text == nullptr) return false;
+  if (text == nullptr || form == nullptr) return false;
   return MbsCaseLessEqual(form, text, KnownBytes(text, m_block->mbsLength));
 }
 
 LONG CKZString::Find(WCHAR unit) const {
   if (m_block == nullptr) return -1;
   const WCHAR* s = WideForm(m_block);
+  if (s == nullptr) return -1;
   // The terminator at the length is a zero: the scan stops by then.
   const std::size_t i =
       kzscan::best::FirstOf(s, std::size_t{m_block->wideLength} + 1, unit);
@@ -316,6 +330,7 @@ LONG CKZString::Find(WCHAR unit) const {
 LONG CKZString::Find(const WCHAR* text) const {
   if (m_block == nullptr || text == nullptr || text[0] == 0) return -1;
   const WCHAR* s = WideForm(m_block);
+  if (s == nullptr) return -1;
   const std::size_t found =
       kzscan::best::FindText(s, m_block->wideLength, text);
   return found == kzscan::kNone ? -1 : static_cast<LONG>(found);
@@ -324,18 +339,21 @@ LONG CKZString::Find(const WCHAR* text) const {
 LONG CKZString::Find(char c) const {
   if (m_block == nullptr) return -1;
   const char* s = MbsForm(m_block);
+  if (s == nullptr) return -1;
   return Position(std::strchr(s, c), s);
 }
 
 LONG CKZString::Find(const char* text) const {
   if (m_block == nullptr || text == nullptr) return -1;
   const char* s = MbsForm(m_block);
+  if (s == nullptr) return -1;
   return Position(std::strstr(s, text), s);
 }
 
 LONG CKZString::ReverseFind(WCHAR unit) const {
   if (m_block == nullptr) return -1;
   const WCHAR* s = WideForm(m_block);
+  if (s == nullptr) return -1;
   const std::size_t length = m_block->wideLength;
   if (unit == 0)
     return static_cast<LONG>(kzscan::best::FirstOf(s, length + 1, 0));
@@ -355,5 +373,6 @@ LONG CKZString::ReverseFind(WCHAR unit) const {
 LONG CKZString::ReverseFind(char c) const {
   if (m_block == nullptr) return -1;
   const char* s = MbsForm(m_block);
+  if (s == nullptr) return -1;
   return Position(std::strrchr(s, c), s);
 }

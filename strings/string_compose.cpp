@@ -43,9 +43,9 @@ CKZStringBlock* TakeBlock(CKZStringBlock*& held, bool wide,
                   block->mbsAllocKind == CKZStringBlock::AllocCRT)) {
     held = nullptr;
     if (wide) {
-      block->DropMbs();
+      kzblock::DropMbs(*block);
     } else {
-      block->DropWide();
+      kzblock::DropWide(*block);
     }
     return block;
   }
@@ -56,7 +56,7 @@ CKZStringBlock* TakeBlock(CKZStringBlock*& held, bool wide,
 struct MbsForm {
   using Unit = char;
   static CKZStringBlock* Create(std::uint32_t size) {
-    return CKZStringBlock::CreateMbs(nullptr, size);
+    return kzblock::CreateMbs(nullptr, size);
   }
   static Unit* Buffer(CKZStringBlock* block) { return block->mbsBuffer; }
   static int Format(Unit* buffer, std::size_t limit, const Unit* format,
@@ -75,7 +75,7 @@ struct MbsForm {
 struct WideForm {
   using Unit = WCHAR;
   static CKZStringBlock* Create(std::uint32_t size) {
-    return CKZStringBlock::CreateWide(nullptr, size);
+    return kzblock::CreateWide(nullptr, size);
   }
   static Unit* Buffer(CKZStringBlock* block) { return block->wideBuffer; }
   static int Format(Unit* buffer, std::size_t limit, const Unit* format,
@@ -93,7 +93,8 @@ struct WideForm {
 
 // Formats into a block of `size` (or into `reused`), doubling the capacity
 // of the failed pass until the text fits. Gives the filled block, or nullptr
-// when the formatter rejects the format or memory runs out.
+// when the formatter rejects the format, memory runs out or the text would
+// pass the largest block.
 template <typename Form>
 CKZStringBlock* Produce(CKZStringBlock* reused, std::uint32_t size,
                         const typename Form::Unit* format, va_list args) {
@@ -113,7 +114,7 @@ CKZStringBlock* Produce(CKZStringBlock* reused, std::uint32_t size,
       Form::Buffer(block)[count] = 0;
       return block;
     }
-    DestroyBlock(block);
+    kzblock::Destroy(block);
     if (capacity != 0 && NeverFits(Form::Count, format, args, capacity)) {
       return nullptr;  // rejected: the value stays null
     }
@@ -159,9 +160,10 @@ bool CKZString::LoadStringW(HINSTANCE module, UINT id, UINT size) {
   Release(m_block);
   for (;;) {
     CKZStringBlock* block =
-        reused != nullptr ? reused : CKZStringBlock::CreateWide(nullptr, size);
+        reused != nullptr ? reused : kzblock::CreateWide(nullptr, size);
     reused = nullptr;
-    if (block == nullptr) return true;
+    // Out of memory: the value stays null.
+    if (block == nullptr) return false;
     std::uint32_t capacity = block->capacity;
     // The platform reads a limit of 0 as a request for a pointer to the
     // resource itself; it never reaches it from here.

@@ -22,10 +22,10 @@
 namespace {
 
 // Fills the wide form with zero units up to `length`; the caller owns the
-// block alone and it holds the wide form only.
+// block alone, it holds the wide form only, and its capacity reaches
+// `length`.
 void PadWide(CKZStringBlock* block, std::uint32_t length) {
   if (block->wideLength >= length) return;
-  block->ReserveWide(length);
   for (std::uint32_t i = block->wideLength; i <= length; ++i) {
     block->wideBuffer[i] = 0;
   }
@@ -35,7 +35,6 @@ void PadWide(CKZStringBlock* block, std::uint32_t length) {
 
 void PadMbs(CKZStringBlock* block, std::uint32_t length) {
   if (block->mbsLength >= length) return;
-  block->ReserveMbs(length);
   std::memset(block->mbsBuffer + block->mbsLength, 0,
               static_cast<std::size_t>(length - block->mbsLength) + 1);
   block->mbsLength = length;
@@ -45,47 +44,70 @@ void PadMbs(CKZStringBlock* block, std::uint32_t length) {
 // Sets the length after an edit of the wide form: both fields where the
 // locale makes them one number, else the wide one only.
 void SetWideLength(CKZStringBlock* block, std::uint32_t length) {
-  if (SingleByteLocale()) {
-    block->SetLength(length);
-  } else {
-    block->wideLength = length;
-  }
+  block->wideLength = length;
+  if (SingleByteLocale()) block->mbsLength = length;
+}
+
+// The capacity of a block made by unsharing a text of `length` for an edit
+// that needs `needed`: what the capacity rule gives the copy, grown as the
+// edit would grow it. 0 when `needed` is beyond the largest block.
+std::uint32_t UnsharedCapacity(std::uint32_t length, std::uint32_t needed) {
+  return GrownCapacity(BlockCapacity(g_initialBlockSize, length), needed);
 }
 
 }  // namespace
 
-void CKZString::UnshareWide() {
-  if (m_block == nullptr) return;
+// Every allocation comes before the first change: the shared block's missing
+// form (which its other sharers may keep, as after a read), the copy, or the
+// growth of the buffer for the room asked for. Only then is anything dropped
+// or released, so a failure leaves every value as it was.
+bool CKZString::UnshareWide(std::uint32_t room) {
+  if (m_block == nullptr) return true;
   // Taken before the wide form exists: see the note at the top.
   const std::uint32_t length = Length();
+  if (room > kMaxBlockCapacity - length) return false;
+  const std::uint32_t needed = length + room;
+  if (!kzblock::EnsureWide(*m_block)) return false;
   if (m_block->refCount > 1) {
-    m_block->EnsureWide();
-    // The shared block keeps both forms for its other sharers. CreateWide
-    // pads with zeros where the wide form is shorter than `length`.
+    // The shared block keeps both forms for its other sharers. The copy is
+    // padded with zeros where the wide form is shorter than `length`.
+    const std::uint32_t capacity = UnsharedCapacity(length, needed);
     CKZStringBlock* own =
-        CKZStringBlock::CreateWide(m_block->wideBuffer, length);
-    Release(m_block);
-    m_block = own;  // null if memory ran out: the edit then finds no text
-    return;
-  }
-  m_block->EnsureWide();
-  m_block->DropMbs();
-  PadWide(m_block, length);
-}
-
-void CKZString::UnshareMbs() {
-  if (m_block == nullptr) return;
-  const std::uint32_t length = MbsLength();
-  if (m_block->refCount > 1) {
-    m_block->EnsureMbs();
-    CKZStringBlock* own = CKZStringBlock::CreateMbs(m_block->mbsBuffer, length);
+        capacity == 0
+            ? nullptr
+            : kzblock::CreateWideSized(m_block->wideBuffer, length, capacity);
+    if (own == nullptr) return false;
     Release(m_block);
     m_block = own;
-    return;
+    return true;
   }
-  m_block->EnsureMbs();
-  m_block->DropWide();
+  if (!kzblock::ReserveWide(*m_block, needed)) return false;
+  kzblock::DropMbs(*m_block);
+  PadWide(m_block, length);
+  return true;
+}
+
+bool CKZString::UnshareMbs(std::uint32_t room) {
+  if (m_block == nullptr) return true;
+  const std::uint32_t length = MbsLength();
+  if (room > kMaxBlockCapacity - length) return false;
+  const std::uint32_t needed = length + room;
+  if (!kzblock::EnsureMbs(*m_block)) return false;
+  if (m_block->refCount > 1) {
+    const std::uint32_t capacity = UnsharedCapacity(length, needed);
+    CKZStringBlock* own =
+        capacity == 0
+            ? nullptr
+            : kzblock::CreateMbsSized(m_block->mbsBuffer, length, capacity);
+    if (own == nullptr) return false;
+    Release(m_block);
+    m_block = own;
+    return true;
+  }
+  if (!kzblock::ReserveMbs(*m_block, needed)) return false;
+  kzblock::DropWide(*m_block);
   PadMbs(m_block, length);
+  return true;
 }
 
 namespace {
@@ -99,16 +121,12 @@ void MapUnits(WCHAR* text, Map map) {
 }  // namespace
 
 void CKZString::MakeLowerCase() {
-  if (m_block == nullptr) return;
-  UnshareWide();
-  if (m_block == nullptr) return;
+  if (m_block == nullptr || !UnshareWide()) return;
   MapUnits(m_block->wideBuffer, platform::towlower);
 }
 
 void CKZString::MakeUpperCase() {
-  if (m_block == nullptr) return;
-  UnshareWide();
-  if (m_block == nullptr) return;
+  if (m_block == nullptr || !UnshareWide()) return;
   MapUnits(m_block->wideBuffer, platform::towupper);
 }
 
@@ -119,8 +137,7 @@ void CKZString::TruncateLeft(ULONG count) {
     Release(m_block);
     return;
   }
-  UnshareWide();
-  if (m_block == nullptr) return;
+  if (!UnshareWide()) return;
   const std::uint32_t rest = length - count;
   WCHAR* text = m_block->wideBuffer;
   std::memmove(text, text + count,
@@ -135,8 +152,7 @@ void CKZString::TruncateRight(ULONG count) {
     Release(m_block);
     return;
   }
-  UnshareWide();
-  if (m_block == nullptr) return;
+  if (!UnshareWide()) return;
   const std::uint32_t rest = length - count;
   SetWideLength(m_block, rest);
   m_block->wideBuffer[rest] = 0;
@@ -148,9 +164,9 @@ void CKZString::TruncateRight(ULONG count) {
 // the lengths that a truncation sets. Only the part is copied.
 CKZString CKZString::CopyPart(std::uint32_t length, std::uint32_t from,
                               std::uint32_t n) const {
-  m_block->EnsureWide();
+  if (!kzblock::EnsureWide(*m_block)) return CKZString();
   const WCHAR* text = m_block->wideBuffer;
-  CKZStringBlock* part = CKZStringBlock::CreateWide(nullptr, length);
+  CKZStringBlock* part = kzblock::CreateWide(nullptr, length);
   if (part == nullptr) return CKZString();
   const std::uint32_t firstZero =
       static_cast<std::uint32_t>(kzscan::BoundedLength(text, from + n));
@@ -186,19 +202,17 @@ CKZString CKZString::SubString(ULONG start, ULONG count) const {
   // Compared as a difference: start + count may not fit 32 bits.
   if (n >= length - start) n = length - start;
   if (start == 0 && n >= length) return *this;
-  m_block->EnsureWide();
+  if (!kzblock::EnsureWide(*m_block)) return CKZString();
   // A start past the wide form (zero bytes that it does not reach) reads
   // from its terminator; CreateWide then pads the part with zeros.
   const WCHAR* from =
       m_block->wideBuffer +
       (start <= m_block->wideLength ? start : m_block->wideLength);
-  return CKZString(CKZStringBlock::CreateWide(from, n));
+  return CKZString(kzblock::CreateWide(from, n));
 }
 
 bool CKZString::SetAt(ULONG position, WCHAR unit) {
-  if (position >= Length()) return false;
-  UnshareWide();
-  if (m_block == nullptr) return false;
+  if (position >= Length() || !UnshareWide()) return false;
   m_block->wideBuffer[position] = unit;
   return true;
 }

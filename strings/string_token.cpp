@@ -16,7 +16,7 @@ constexpr ULONG kMaxRoom = 0xFFFFFFFFu / sizeof(CKZString);
 
 // Storage for `room` values, not constructed; nullptr if memory ran out.
 CKZString* Allocate(ULONG room) {
-  return static_cast<CKZString*>(std::malloc(sizeof(CKZString) * room));
+  return static_cast<CKZString*>(platform::malloc(sizeof(CKZString) * room));
 }
 
 // Destroys the values [from, to).
@@ -219,8 +219,8 @@ HRESULT CKZStringToken::AddTokens(const CKZString& text) {
   split.Restart();
   const ULONG before = m_count;
   while (split.Next(begin, end)) {
-    CKZStringBlock* block =
-        CreateWideInRecord(s + begin, static_cast<std::uint32_t>(end - begin));
+    CKZStringBlock* block = kzblock::CreateWideInRecord(
+        s + begin, static_cast<std::uint32_t>(end - begin));
     if (block == nullptr) {
       // All or nothing: the tokens of this text that were already added go.
       Destroy(m_tokens, before, m_count);
@@ -268,7 +268,7 @@ CKZString CKZStringToken::GetTokensList() const {
   const std::uint64_t length = total - 1;
   if (length > kMaxBlockCapacity) return CKZString();
   CKZStringBlock* block =
-      CKZStringBlock::CreateWide(nullptr, static_cast<std::uint32_t>(length));
+      kzblock::CreateWide(nullptr, static_cast<std::uint32_t>(length));
   if (block == nullptr) return CKZString();
   WCHAR* out = block->wideBuffer;
   std::uint64_t left = length;

@@ -4,6 +4,8 @@
 #   dev     native build (-Werror) and its tests
 #   asan    native build under AddressSanitizer and UBSan, and its tests
 #   mingw   Windows build (-Werror), its tests run under Wine
+#   tsan    native build under ThreadSanitizer of the test programs, and the
+#           catalog tests (threads fetching against threads that close)
 #   bench   release build of the benchmarks, run once briefly: every case's
 #           result check must pass; timings never fail it
 # Each build stage configures, builds and runs CTest with the preset of the
@@ -20,7 +22,7 @@ cd "$root"
 
 jobs=${KZ_JOBS:-2}
 export WINEDEBUG=${WINEDEBUG:--all}
-all_stages=(format dev asan mingw bench)
+all_stages=(format dev asan tsan mingw bench)
 if [[ $# -gt 0 ]]; then
   stages=("$@")
 else
@@ -28,9 +30,9 @@ else
 fi
 for stage in "${stages[@]}"; do
   case $stage in
-    format | dev | asan | mingw | bench) ;;
+    format | dev | asan | tsan | mingw | bench) ;;
     *)
-      echo "usage: $0 [format|dev|asan|mingw|bench]..." >&2
+      echo "usage: $0 [format|dev|asan|tsan|mingw|bench]..." >&2
       exit 2
       ;;
   esac
@@ -49,12 +51,14 @@ started=$SECONDS
 
 banner() { printf '\n========== %s ==========\n' "$*"; }
 
-# Runs CTest for one preset and adds its counts to the totals.
-# ctest's own output, summary lines included, goes to the terminal as is.
+# Runs CTest for one preset (further arguments go to ctest) and adds its
+# counts to the totals. ctest's own output, summary lines included, goes to
+# the terminal as is.
 ctest_counts=""
 run_ctest() {
   local preset=$1 log=$logs/$1-ctest.log rc=0
-  ctest --preset "$preset" -j "$jobs" 2>&1 | tee "$log" || rc=$?
+  shift
+  ctest --preset "$preset" -j "$jobs" "$@" 2>&1 | tee "$log" || rc=$?
   local line total failed skipped
   line=$(grep -E '^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+' \
     "$log" | tail -n 1 || true)
@@ -90,6 +94,24 @@ build_stage() {
   run_ctest "$preset"
 }
 
+# ThreadSanitizer: only the test programs that the catalog tests need, and
+# only those tests, to keep the run short.
+tsan_stage() {
+  banner "tsan: configure"
+  cmake --preset tsan || {
+    ctest_counts="configure failed"
+    return 1
+  }
+  banner "tsan: build"
+  cmake --build --preset tsan -j "$jobs" \
+    --target kzcommon_tests kzcommon_internal_tests || {
+    ctest_counts="build failed"
+    return 1
+  }
+  banner "tsan: test"
+  run_ctest tsan -R 'Catalog|^internal\.'
+}
+
 format_stage() {
   banner "format"
   local out rc=0
@@ -105,6 +127,8 @@ for stage in "${stages[@]}"; do
   ctest_counts=""
   if [[ $stage == format ]]; then
     if format_stage; then status=ok; else status=FAILED; fi
+  elif [[ $stage == tsan ]]; then
+    if tsan_stage; then status=ok; else status=FAILED; fi
   else
     if build_stage "$stage"; then status=ok; else status=FAILED; fi
   fi

@@ -8,6 +8,7 @@
 #define KZCOMMON_KZCOMMON_H_
 
 #include <kzcommon/export.h>
+#include <kzcommon/kzcatalog.h>
 #include <kzcommon/kzmsgstring.h>
 #include <kzcommon/kzstring.h>
 #include <kzcommon/kzstringtoken.h>

@@ -14,6 +14,20 @@
 // Nothing here throws. Lengths and positions are 16-bit units unless the name
 // says Mbs, in which case they are bytes of the multibyte form.
 //
+// Exhausted memory, or a text beyond the largest block (2^31 - 2 characters),
+// never aborts. An edit that can't get its memory (assignment from text or a
+// GUID, Attach, case mapping, truncation, SetAt, operator+=, Insert) leaves
+// this value and every sharer as they were: same block, same text, no form
+// lost; SetAt then returns false, Insert the unchanged length, and Attach
+// frees the buffer it was given. A new value (constructors, operator+, Left,
+// Right, SubString) is a null string, and so is the value after Compose or
+// LoadStringW, which drop the former text first (LoadStringW returns false).
+// A conversion that can't build its form gives nullptr (GUID_NULL, a null
+// BSTR, a null GetBufferCopy) and leaves the block as it was. Length and
+// MbsLength count such a form instead of building it: the answer is exact.
+// Comparisons and searches that can't build a form answer as if that value
+// sorted before everything and held nothing: not equal, -1 from Find.
+//
 // Threads: values that share a block belong to one thread at a time, for
 // reading as well as for writing, because reads can build a form. The count
 // is a plain integer.
@@ -32,9 +46,10 @@ struct CKZStringTestAccess;
 
 // The storage behind CKZString: one text in up to two forms, with one
 // capacity for the buffer that grows, and for each buffer the allocator that
-// owns it. Only CKZString touches a block; its layout stands here so that
-// copies, reads of an existing form and one-character appends are inline.
-// Clients must not use it: its operations are not exported.
+// owns it. Only the library touches a block, through operations that it
+// keeps to itself (strings/string_block.h). The layout stands here because
+// copies, reads of an existing form, lengths and one-character and chunk
+// appends are inline, and they are the calls that a client makes most.
 struct CKZStringBlock {
   enum AllocKind : std::uint8_t { AllocCRT = 1, AllocOLE = 2, AllocBSTR = 3 };
 
@@ -49,40 +64,10 @@ struct CKZStringBlock {
   char* mbsBuffer;
   std::uint8_t mbsAllocKind;
   std::uint8_t wideAllocKind;
-
-  // A new block holding `length` units (bytes) copied in the manner of
-  // wcsncpy (strncpy): the copy stops at the text's first zero and pads with
-  // zeros, so the length stays `length`. A null text leaves the buffer for
-  // the caller to fill (the length field is set, the terminator is not).
-  // Capacity: `requested` if length < requested, else requested + length;
-  // without `requested`, the initial block size. Returns nullptr when the
-  // length is beyond the largest block or memory is exhausted; callers store
-  // that as a null string.
-  static CKZStringBlock* CreateWide(const WCHAR* text, std::uint32_t length,
-                                    std::uint32_t requested);
-  static CKZStringBlock* CreateWide(const WCHAR* text, std::uint32_t length);
-  static CKZStringBlock* CreateMbs(const char* text, std::uint32_t length,
-                                   std::uint32_t requested);
-  static CKZStringBlock* CreateMbs(const char* text, std::uint32_t length);
-  // A block around a buffer that the caller allocated with `allocKind`; the
-  // capacity is the text's length.
-  static CKZStringBlock* AttachWide(WCHAR* buffer, std::uint8_t allocKind);
-  static CKZStringBlock* AttachMbs(char* buffer, std::uint8_t allocKind);
-
-  // Builds the missing form from the other one and keeps it.
-  void EnsureWide();
-  void EnsureMbs();
-  // Grows the one existing buffer to at least `needed` characters by
-  // doubling `capacity`, through the buffer's own allocator.
-  void ReserveWide(std::uint32_t needed);
-  void ReserveMbs(std::uint32_t needed);
-
-  // Frees one buffer by its kind and forgets it.
-  void DropWide();
-  void DropMbs();
-
-  // Both length fields, when the locale makes them one number.
-  void SetLength(std::uint32_t length);
+  // Non-zero while a buffer is still the one an Attach operation took over:
+  // the caller's allocation, which may reach past the text and the capacity.
+  std::uint8_t wideTakenOver;
+  std::uint8_t mbsTakenOver;
 };
 class CKZCatalog;
 class CKZMsgString;
@@ -113,11 +98,10 @@ class KZCOMMON_API CKZString {
     Assign(other.m_block);
     return *this;
   }
-  // Assignment from text copies the text into a new block.
-  // WARNING: the text must not lie in this value's own buffers, except at
-  // the start of the buffer of the same encoding:
-  //   s = static_cast<const WCHAR*>(s);        // allowed: no change
-  //   s = static_cast<const WCHAR*>(s) + 1;    // forbidden: freed first
+  // Assignment from text copies the text into a new block, then lets the
+  // old one go, so the text may lie in this value's own buffers:
+  //   s = static_cast<const WCHAR*>(s);        // no change
+  //   s = static_cast<const WCHAR*>(s) + 1;    // the text from its second unit
   CKZString& operator=(const char* text);
   CKZString& operator=(const WCHAR* text);
   // The GUID's 38-unit text, wide form only.
@@ -258,9 +242,13 @@ class KZCOMMON_API CKZString {
     return AppendUnit(right);
   }
   CKZString& operator+=(char right) {
+    // The same for a multibyte-only text. A first byte of 0 is no text in a
+    // multibyte locale, whatever the length says: the slow path then gives
+    // the character alone.
     CKZStringBlock* b = m_block;
     if (b != nullptr && right != 0 && b->refCount == 1 &&
-        b->wideBuffer == nullptr && b->mbsLength - 1u < b->capacity - 1u) {
+        b->wideBuffer == nullptr && b->mbsLength - 1u < b->capacity - 1u &&
+        b->mbsBuffer[0] != 0) {
       b->mbsBuffer[b->mbsLength] = right;
       b->mbsBuffer[++b->mbsLength] = 0;
       b->wideLength = b->mbsLength;
@@ -329,8 +317,9 @@ class KZCOMMON_API CKZString {
   void Compose(const WCHAR* format, ...);
 
   // Loads string `id` of `module`'s string table; `size` is the first buffer
-  // size to try (0 and 0xFFFFFFFF mean 64). Always true: a missing string
-  // gives an empty value, not null. The former text is gone in every case.
+  // size to try (0 and 0xFFFFFFFF mean 64). True but for exhausted memory: a
+  // missing string gives an empty value, not null. The former text is gone
+  // in every case.
   bool LoadStringW(HINSTANCE module, UINT id, UINT size = 0);
 
  protected:
@@ -409,12 +398,21 @@ class KZCOMMON_API CKZString {
   CKZString& AppendByte(char character);
 
   WCHAR* GetWideBuffer();
-  void UnshareWide();
-  void UnshareMbs();
+  // Make this value the sole owner of a block that holds the one form, with
+  // room for `room` more characters behind the text. False when memory runs
+  // out, and then nothing has changed.
+  bool UnshareWide(std::uint32_t room = 0);
+  bool UnshareMbs(std::uint32_t room = 0);
   CKZString CopyPart(std::uint32_t length, std::uint32_t from,
                      std::uint32_t n) const;
-  void AppendWide(const WCHAR* text, ULONG count);
-  void AppendMbs(const char* text, ULONG count);
+  // Extend the one form in place; false, and no change, when the buffer
+  // can't grow.
+  bool AppendWide(const WCHAR* text, ULONG count);
+  bool AppendMbs(const char* text, ULONG count);
+  bool HasNoTextToEdit() const;
+  // Takes `block` in place of the current one; a null block is taken only
+  // when `toNull` says so, and otherwise (memory ran out) changes nothing.
+  void Replace(CKZStringBlock* block, bool toNull);
   void AttachBlock(const void* text, bool wide, std::uint8_t allocKind);
 
   CKZStringBlock* m_block;

@@ -1,6 +1,9 @@
 // BSTR: a 16-bit text with its byte length in the four bytes before it and a
 // terminator after it. The header is eight bytes, so that the text is aligned
 // as on 64-bit Windows; the length sits in the second four.
+// These are the allocators themselves: no test-build routing here.
+#define KZ_DEFINING_ALLOCATORS
+
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

@@ -21,62 +21,106 @@
 //     executable, beside the kzcommon library, then on the system's library
 //     path (dlopen's own search). The current folder is not searched.
 //   File names are case-sensitive, as the file system is.
+//   - A name whose UTF-8 form or any candidate path is PATH_MAX bytes or
+//     longer finds nothing, as the file system would refuse it.
 #include "platform/posix/module.h"
 
+#include <climits>
 #include <cstdint>
 #include <cstring>
 #include <dlfcn.h>
 #include <initializer_list>
 #include <link.h>
+#include <new>
 #include <pthread.h>
-#include <string>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
+// Nothing here may throw into the caller, and a failure must leave nothing
+// behind: names and paths live in fixed buffers on the stack (two at most,
+// 8 KiB), and the one allocation, a module's record, is made after dlopen
+// succeeded and undone with it.
+
 struct Module {
+  Module* next;
   void* dl;
   const unsigned char* image;
   std::size_t imageSize;
   std::uint32_t references;
 };
 
-// Never destroyed: the catalog cache frees its modules from the library's
-// static destructors, which may run after those of this file.
+// Constant-initialised and never destroyed: the catalog cache frees its
+// modules from the library's static destructors, which may run after those
+// of this file. The records form a list so that registering one allocates
+// nothing but the record.
 struct Registry {
-  pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
-  std::vector<Module*> modules;
+  pthread_mutex_t lock;
+  Module* modules;
 };
-
-Registry& TheRegistry() {
-  static Registry* registry = new Registry;
-  return *registry;
-}
+Registry g_registry = {PTHREAD_MUTEX_INITIALIZER, nullptr};
 
 class RegistryLock {
  public:
-  explicit RegistryLock(Registry& registry) : lock_(registry.lock) {
-    pthread_mutex_lock(&lock_);
-  }
-  ~RegistryLock() { pthread_mutex_unlock(&lock_); }
+  RegistryLock() { pthread_mutex_lock(&g_registry.lock); }
+  ~RegistryLock() { pthread_mutex_unlock(&g_registry.lock); }
   RegistryLock(const RegistryLock&) = delete;
   RegistryLock& operator=(const RegistryLock&) = delete;
-
- private:
-  pthread_mutex_t& lock_;
 };
 
-// Index of `handle` among the live records, or -1. Compares addresses only.
-std::ptrdiff_t Find(const Registry& registry, const void* handle) {
-  for (std::size_t i = 0; i < registry.modules.size(); ++i) {
-    if (registry.modules[i] == handle) return static_cast<std::ptrdiff_t>(i);
+// The link that points at `handle` among the live records, or null. Compares
+// addresses only, so a bogus handle is never followed.
+Module** Find(const void* handle) {
+  for (Module** link = &g_registry.modules; *link != nullptr;
+       link = &(*link)->next) {
+    if (*link == handle) return link;
   }
-  return -1;
+  return nullptr;
 }
 
-// UTF-16 to UTF-8; false for a lone surrogate, which no file name can hold.
-bool ToUtf8(const WCHAR* text, std::string* out) {
+// A path of at most PATH_MAX - 1 bytes: no longer one can be opened, so a
+// name that does not fit finds no module rather than costing an allocation.
+class Path {
+ public:
+  Path() { text_[0] = 0; }
+  Path(const Path&) = delete;
+  Path& operator=(const Path&) = delete;
+
+  const char* c_str() const { return text_; }
+  std::size_t size() const { return size_; }
+  char& operator[](std::size_t i) { return text_[i]; }
+
+  bool Append(const char* text, std::size_t length) {
+    if (length >= sizeof text_ - size_) return false;
+    std::memcpy(text_ + size_, text, length);
+    size_ += length;
+    text_[size_] = 0;
+    return true;
+  }
+  bool Append(const char* text) { return Append(text, std::strlen(text)); }
+  bool AppendByte(char c) { return Append(&c, 1); }
+  void Truncate(std::size_t length) {
+    size_ = length;
+    text_[size_] = 0;
+  }
+  // The target of the symbolic link `link` in place of the text; false (and
+  // empty) if it cannot be read whole.
+  bool ReadLink(const char* link) {
+    ssize_t n = readlink(link, text_, sizeof text_);
+    Truncate(n > 0 && static_cast<std::size_t>(n) < sizeof text_
+                 ? static_cast<std::size_t>(n)
+                 : 0);
+    return size_ > 0;
+  }
+
+ private:
+  char text_[PATH_MAX];
+  std::size_t size_ = 0;
+};
+
+// UTF-16 to UTF-8; false for a lone surrogate, which no file name can hold,
+// and for a name too long for a path.
+bool ToUtf8(const WCHAR* text, Path* out) {
   for (const WCHAR* p = text; *p != 0; ++p) {
     std::uint32_t c = *p;
     if (c >= 0xD800 && c <= 0xDBFF) {
@@ -87,29 +131,35 @@ bool ToUtf8(const WCHAR* text, std::string* out) {
     } else if (c >= 0xDC00 && c <= 0xDFFF) {
       return false;
     }
+    char bytes[4];
+    std::size_t n;
     if (c < 0x80) {
-      out->push_back(static_cast<char>(c));
+      bytes[0] = static_cast<char>(c);
+      n = 1;
     } else if (c < 0x800) {
-      out->push_back(static_cast<char>(0xC0 | c >> 6));
-      out->push_back(static_cast<char>(0x80 | (c & 0x3F)));
+      bytes[0] = static_cast<char>(0xC0 | c >> 6);
+      bytes[1] = static_cast<char>(0x80 | (c & 0x3F));
+      n = 2;
     } else if (c < 0x10000) {
-      out->push_back(static_cast<char>(0xE0 | c >> 12));
-      out->push_back(static_cast<char>(0x80 | (c >> 6 & 0x3F)));
-      out->push_back(static_cast<char>(0x80 | (c & 0x3F)));
+      bytes[0] = static_cast<char>(0xE0 | c >> 12);
+      bytes[1] = static_cast<char>(0x80 | (c >> 6 & 0x3F));
+      bytes[2] = static_cast<char>(0x80 | (c & 0x3F));
+      n = 3;
     } else {
-      out->push_back(static_cast<char>(0xF0 | c >> 18));
-      out->push_back(static_cast<char>(0x80 | (c >> 12 & 0x3F)));
-      out->push_back(static_cast<char>(0x80 | (c >> 6 & 0x3F)));
-      out->push_back(static_cast<char>(0x80 | (c & 0x3F)));
+      bytes[0] = static_cast<char>(0xF0 | c >> 18);
+      bytes[1] = static_cast<char>(0x80 | (c >> 12 & 0x3F));
+      bytes[2] = static_cast<char>(0x80 | (c >> 6 & 0x3F));
+      bytes[3] = static_cast<char>(0x80 | (c & 0x3F));
+      n = 4;
     }
+    if (!out->Append(bytes, n)) return false;
   }
   return true;
 }
 
-bool EqualsIgnoringAsciiCase(const std::string& a, const char* b) {
-  std::size_t n = std::strlen(b);
-  if (a.size() != n) return false;
-  for (std::size_t i = 0; i < n; ++i) {
+bool EqualsIgnoringAsciiCase(const char* a, std::size_t length, const char* b) {
+  if (std::strlen(b) != length) return false;
+  for (std::size_t i = 0; i < length; ++i) {
     char c = a[i];
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     if (c != b[i]) return false;
@@ -117,115 +167,161 @@ bool EqualsIgnoringAsciiCase(const std::string& a, const char* b) {
   return true;
 }
 
-// The file names that `file` stands for, in the order they are tried.
-std::vector<std::string> FileNames(const std::string& file) {
-  if (file.back() == '.') return {file.substr(0, file.size() - 1)};
-  std::string stem = file;
-  std::size_t dot = file.rfind('.');
-  if (dot != std::string::npos && dot > 0) {
-    if (!EqualsIgnoringAsciiCase(file.substr(dot), ".dll")) return {file};
-    stem = file.substr(0, dot);
+// A file name that a module name stands for: prefix + stem + suffix, the
+// stem being part of the name.
+struct FileName {
+  const char* prefix;
+  const char* stem;
+  std::size_t stemLength;
+  const char* suffix;
+
+  bool AppendTo(Path* path) const {
+    return path->Append(prefix) && path->Append(stem, stemLength) &&
+           path->Append(suffix);
   }
-  return {"lib" + stem + ".so", stem + ".so"};
-}
+};
 
-std::string Directory(const std::string& path) {
-  std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? std::string() : path.substr(0, slash);
-}
-
-std::string ExecutableDirectory() {
-  std::vector<char> path(4096);
-  for (;;) {
-    ssize_t n = readlink("/proc/self/exe", path.data(), path.size());
-    if (n < 0) return std::string();
-    if (static_cast<std::size_t>(n) < path.size()) {
-      return Directory(std::string(path.data(), static_cast<std::size_t>(n)));
+// The file names that `file` stands for, in the order they are tried; their
+// count, 0 when the name can stand for no file.
+std::size_t FileNames(const char* file, std::size_t length, FileName* names) {
+  if (file[length - 1] == '.') {
+    names[0] = {"", file, length - 1, ""};
+    return length > 1 ? 1 : 0;
+  }
+  std::size_t stemLength = length;
+  const char* dot = std::strrchr(file, '.');
+  if (dot != nullptr && dot > file) {
+    const std::size_t at = static_cast<std::size_t>(dot - file);
+    if (!EqualsIgnoringAsciiCase(dot, length - at, ".dll")) {
+      names[0] = {"", file, length, ""};
+      return 1;
     }
-    path.resize(path.size() * 2);
+    stemLength = at;
   }
+  names[0] = {"lib", file, stemLength, ".so"};
+  names[1] = {"", file, stemLength, ".so"};
+  return 2;
 }
 
-std::string LibraryDirectory() {
+// Length of the folder part of `path`, without the last '/'; 0 if none.
+std::size_t DirectoryLength(const char* path) {
+  const char* slash = std::strrchr(path, '/');
+  return slash == nullptr ? 0 : static_cast<std::size_t>(slash - path);
+}
+
+// The executable's folder in place of `out`'s text; false if it cannot be
+// read.
+bool ReadExecutableDirectory(Path* out) {
+  if (!out->ReadLink("/proc/self/exe")) return false;
+  out->Truncate(DirectoryLength(out->c_str()));
+  return out->size() > 0;
+}
+
+// The kzcommon library's folder in place of `out`'s text; false if it cannot
+// be told.
+bool ReadLibraryDirectory(Path* out) {
+  out->Truncate(0);
   Dl_info info;
-  if (dladdr(reinterpret_cast<void*>(&ExecutableDirectory), &info) == 0 ||
+  if (dladdr(reinterpret_cast<void*>(&ReadLibraryDirectory), &info) == 0 ||
       info.dli_fname == nullptr) {
-    return std::string();
+    return false;
   }
-  return Directory(info.dli_fname);
+  std::size_t length = DirectoryLength(info.dli_fname);
+  return length > 0 && out->Append(info.dli_fname, length);
 }
 
-void* Open(const std::string& path, int extraFlags = 0) {
-  return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | extraFlags);
+void* Open(const char* path, int extraFlags = 0) {
+  return dlopen(path, RTLD_NOW | RTLD_LOCAL | extraFlags);
+}
+
+// `text` without `part` in front of it, or null if it does not start so.
+const char* After(const char* text, const char* part, std::size_t length) {
+  return std::strncmp(text, part, length) == 0 ? text + length : nullptr;
 }
 
 // True if `loaded` (a file name) is `wanted` or `wanted` with a version
 // behind it: "libx.so.1.2" for "libx.so".
-bool IsLoadedAs(const std::string& loaded, const std::string& wanted) {
-  if (loaded.compare(0, wanted.size(), wanted) != 0) return false;
-  if (loaded.size() == wanted.size()) return true;
-  if (loaded[wanted.size()] != '.') return false;
-  for (std::size_t i = wanted.size(); i < loaded.size(); ++i) {
-    char c = loaded[i];
-    if (c != '.' && (c < '0' || c > '9')) return false;
+bool IsLoadedAs(const char* loaded, const FileName& wanted) {
+  const char* p = After(loaded, wanted.prefix, std::strlen(wanted.prefix));
+  if (p != nullptr) p = After(p, wanted.stem, wanted.stemLength);
+  if (p != nullptr) p = After(p, wanted.suffix, std::strlen(wanted.suffix));
+  if (p == nullptr) return false;
+  if (*p == 0) return true;
+  if (*p != '.') return false;
+  for (; *p != 0; ++p) {
+    if (*p != '.' && (*p < '0' || *p > '9')) return false;
   }
   return true;
 }
 
-// A new dlopen reference on a loaded module that answers to `file`.
-void* OpenLoaded(const std::string& file) {
+// A new dlopen reference on a loaded module that answers to `name`.
+// `scratch` receives its path: dlopen may not be called while the loader's
+// list is being walked.
+void* OpenLoaded(const FileName& name, Path* scratch) {
   struct Search {
-    const std::string* file;
-    std::string path;
-  } search{&file, std::string()};
+    const FileName* wanted;
+    Path* path;
+    bool found;
+  } search{&name, scratch, false};
+  scratch->Truncate(0);
   dl_iterate_phdr(
       [](dl_phdr_info* info, std::size_t, void* data) -> int {
         Search* s = static_cast<Search*>(data);
-        if (info->dlpi_name == nullptr || info->dlpi_name[0] == 0) return 0;
-        std::string path = info->dlpi_name;
-        std::size_t slash = path.rfind('/');
-        std::string name =
-            slash == std::string::npos ? path : path.substr(slash + 1);
-        if (!IsLoadedAs(name, *s->file)) return 0;
-        s->path = path;
+        const char* path = info->dlpi_name;
+        if (path == nullptr || path[0] == 0) return 0;
+        const char* slash = std::strrchr(path, '/');
+        const char* file = slash == nullptr ? path : slash + 1;
+        if (!IsLoadedAs(file, *s->wanted)) return 0;
+        s->found = s->path->Append(path);
         return 1;
       },
       &search);
-  return search.path.empty() ? nullptr : Open(search.path, RTLD_NOLOAD);
+  return search.found ? Open(scratch->c_str(), RTLD_NOLOAD) : nullptr;
 }
 
-void* OpenByName(const std::string& name) {
-  std::string path = name;
-  for (char& c : path) {
-    if (c == '\\') c = '/';
+void* OpenByName(Path& path) {
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    if (path[i] == '\\') path[i] = '/';
   }
-  std::size_t slash = path.rfind('/');
-  std::string file = slash == std::string::npos ? path : path.substr(slash + 1);
-  if (file.empty() || file == ".") return nullptr;
-  std::vector<std::string> files = FileNames(file);
-  if (files.front().empty()) return nullptr;
+  const char* text = path.c_str();
+  const char* slash = std::strrchr(text, '/');
+  const char* file = slash == nullptr ? text : slash + 1;
+  const std::size_t fileLength =
+      path.size() - static_cast<std::size_t>(file - text);
+  if (fileLength == 0 || (fileLength == 1 && file[0] == '.')) return nullptr;
+  FileName names[2];
+  const std::size_t count = FileNames(file, fileLength, names);
+  if (count == 0) return nullptr;
 
-  if (slash != std::string::npos) {
-    std::string directory = path.substr(0, slash + 1);
-    for (const std::string& f : files) {
-      if (void* dl = Open(directory + f)) return dl;
+  Path candidate;
+  if (slash != nullptr) {
+    for (std::size_t i = 0; i < count; ++i) {
+      candidate.Truncate(0);
+      if (!candidate.Append(text, static_cast<std::size_t>(file - text)) ||
+          !names[i].AppendTo(&candidate)) {
+        continue;
+      }
+      if (void* dl = Open(candidate.c_str())) return dl;
     }
     return nullptr;
   }
-  for (const std::string& f : files) {
-    if (void* dl = OpenLoaded(f)) return dl;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (void* dl = OpenLoaded(names[i], &candidate)) return dl;
   }
-  for (const std::string& directory :
-       {ExecutableDirectory(), LibraryDirectory()}) {
-    if (directory.empty()) continue;
-    for (const std::string& f : files) {
-      std::string candidate = directory + "/" + f;
+  for (bool (*read)(Path*) : {ReadExecutableDirectory, ReadLibraryDirectory}) {
+    if (!read(&candidate) || !candidate.AppendByte('/')) continue;
+    const std::size_t directory = candidate.size();
+    for (std::size_t i = 0; i < count; ++i) {
+      candidate.Truncate(directory);
+      if (!names[i].AppendTo(&candidate)) continue;
       if (access(candidate.c_str(), F_OK) != 0) continue;
-      if (void* dl = Open(candidate)) return dl;
+      if (void* dl = Open(candidate.c_str())) return dl;
     }
   }
-  for (const std::string& f : files) {
-    if (void* dl = Open(f)) return dl;
+  for (std::size_t i = 0; i < count; ++i) {
+    candidate.Truncate(0);
+    if (!names[i].AppendTo(&candidate)) continue;
+    if (void* dl = Open(candidate.c_str())) return dl;
   }
   return nullptr;
 }
@@ -284,12 +380,11 @@ bool ModuleResourceImage(HMODULE module, const unsigned char** image,
     *size = main.size;
     return main.image != nullptr;
   }
-  Registry& registry = TheRegistry();
-  RegistryLock lock(registry);
-  std::ptrdiff_t i = Find(registry, module);
-  if (i < 0 || registry.modules[i]->image == nullptr) return false;
-  *image = registry.modules[i]->image;
-  *size = registry.modules[i]->imageSize;
+  RegistryLock lock;
+  Module** link = Find(module);
+  if (link == nullptr || (*link)->image == nullptr) return false;
+  *image = (*link)->image;
+  *size = (*link)->imageSize;
   return true;
 }
 
@@ -301,30 +396,41 @@ bool ModuleResourceImage(HMODULE module, const unsigned char** image,
 //          this file
 // RETURNS  the module's handle with one more reference on it; the same handle
 //          for every name of one module. Null for a null or empty name, a
-//          lone surrogate, and a module that cannot be found or loaded.
+//          lone surrogate, a name too long for a path, a module that cannot
+//          be found or loaded, and exhausted memory (the module is then
+//          released again and nothing is registered).
 // NOTES    As on Windows, each call must be matched by one FreeLibrary. The
 //          module is loaded with all its symbols bound (RTLD_NOW), and kept
-//          local to it. tests/platform/module_test.cpp.
+//          local to it. Throws nothing. tests/platform/module_test.cpp,
+//          tests/platform/posix_module_test.cpp.
 HMODULE LoadLibraryW(LPCWSTR name) {
   if (name == nullptr || name[0] == 0) return nullptr;
-  std::string utf8;
+  Path utf8;
   if (!ToUtf8(name, &utf8)) return nullptr;
   void* dl = OpenByName(utf8);
   if (dl == nullptr) return nullptr;
-
-  Registry& registry = TheRegistry();
-  RegistryLock lock(registry);
-  for (Module* module : registry.modules) {
-    if (module->dl == dl) {
-      // dlopen counted this call too; FreeLibrary gives it back.
-      ++module->references;
+  {
+    RegistryLock lock;
+    for (Module* module = g_registry.modules; module != nullptr;
+         module = module->next) {
+      if (module->dl == dl) {
+        // dlopen counted this call too; FreeLibrary gives it back.
+        ++module->references;
+        return reinterpret_cast<HMODULE>(module);
+      }
+    }
+    Module* module = new (std::nothrow) Module{nullptr, dl, nullptr, 0, 1};
+    if (module != nullptr) {
+      LocateImage(dl, &module->image, &module->imageSize);
+      module->next = g_registry.modules;
+      g_registry.modules = module;
       return reinterpret_cast<HMODULE>(module);
     }
   }
-  Module* module = new Module{dl, nullptr, 0, 1};
-  LocateImage(dl, &module->image, &module->imageSize);
-  registry.modules.push_back(module);
-  return reinterpret_cast<HMODULE>(module);
+  // Out of memory: give the reference back, outside the lock, since the
+  // module's destructors may call FreeLibrary.
+  dlclose(dl);
+  return nullptr;
 }
 
 // FreeLibrary
@@ -339,14 +445,13 @@ BOOL FreeLibrary(HMODULE module) {
   if (module == nullptr) return FALSE;
   void* dl = nullptr;
   {
-    Registry& registry = TheRegistry();
-    RegistryLock lock(registry);
-    std::ptrdiff_t i = Find(registry, module);
-    if (i < 0) return FALSE;
-    Module* record = registry.modules[i];
+    RegistryLock lock;
+    Module** link = Find(module);
+    if (link == nullptr) return FALSE;
+    Module* record = *link;
     dl = record->dl;
     if (--record->references == 0) {
-      registry.modules.erase(registry.modules.begin() + i);
+      *link = record->next;
       delete record;
     }
   }

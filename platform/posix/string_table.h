@@ -13,8 +13,8 @@
 // (n - 1) * 16 to n * 16 - 1 as 16 records of a 16-bit count and that many
 // UTF-16 units. All values are little-endian.
 //
-// These functions are exported for the tests and the fuzzer only; library code
-// goes through LoadStringW.
+// Library code goes through LoadStringW; the tests and the fuzzer call these
+// functions directly, through the static copy of the library they link.
 #ifndef KZCOMMON_PLATFORM_POSIX_STRING_TABLE_H_
 #define KZCOMMON_PLATFORM_POSIX_STRING_TABLE_H_
 
@@ -44,27 +44,25 @@ constexpr LangId kLangEnglishUs = 0x0409;
 // 0 for an id of the block without text. Returns false for a missing block,
 // and for an image that is malformed anywhere: no record is read past `size`.
 // Cost: linear in the number of records.
-KZ_PLATFORM_API bool FindResourceString(const void* image, std::size_t size,
-                                        UINT id, LangId userLanguage,
-                                        const unsigned char** units,
-                                        std::uint32_t* length);
+bool FindResourceString(const void* image, std::size_t size, UINT id,
+                        LangId userLanguage, const unsigned char** units,
+                        std::uint32_t* length);
 
 // LoadStringW on an image: the contract of LoadStringW in string_table.cpp,
 // with the user's language given.
-KZ_PLATFORM_API int LoadStringFromImage(const void* image, std::size_t size,
-                                        UINT id, LangId userLanguage,
-                                        LPWSTR buffer, int limit);
+int LoadStringFromImage(const void* image, std::size_t size, UINT id,
+                        LangId userLanguage, LPWSTR buffer, int limit);
 
 // The language id of a POSIX locale name, "language[_territory][.codeset]
 // [@modifier]" (also "language-territory"), case-insensitive; 0 for "C",
 // "POSIX", an empty name and a language or territory that is not known.
-KZ_PLATFORM_API LangId LanguageFromLocaleName(const char* name);
+LangId LanguageFromLocaleName(const char* name);
 
 // The user's default language: the locale name that setlocale(LC_MESSAGES,
 // "") would take (LC_ALL, else LC_MESSAGES, else LANG; the locale need not be
 // installed), read once per process. English (United States) when that name
 // gives 0, as Windows does for the "C" locale.
-KZ_PLATFORM_API LangId UserDefaultLanguage();
+LangId UserDefaultLanguage();
 
 }  // namespace platform
 

@@ -1,5 +1,8 @@
 // The COM task allocator, over the C heap. Buffers that CoTaskMemAlloc gives
 // are freed only by CoTaskMemFree, so the heap underneath is ours to choose.
+// These are the allocators themselves: no test-build routing here.
+#define KZ_DEFINING_ALLOCATORS
+
 #include <cstdlib>
 
 #include "platform/platform.h"

@@ -8,23 +8,20 @@
 #ifndef KZCOMMON_PLATFORM_POSIX_WIN32_H_
 #define KZCOMMON_PLATFORM_POSIX_WIN32_H_
 
-#include <kzcommon/export.h>
 #include <kzcommon/wintypes.h>
 
 #include <cstdarg>
 #include <cstddef>
 #include <pthread.h>
 
-#define KZ_PLATFORM_API KZCOMMON_API
-
 // A recursive lock, as a Windows critical section is.
 struct CRITICAL_SECTION {
   pthread_mutex_t mutex;
 };
-KZ_PLATFORM_API void InitializeCriticalSection(CRITICAL_SECTION* section);
-KZ_PLATFORM_API void EnterCriticalSection(CRITICAL_SECTION* section);
-KZ_PLATFORM_API void LeaveCriticalSection(CRITICAL_SECTION* section);
-KZ_PLATFORM_API void DeleteCriticalSection(CRITICAL_SECTION* section);
+void InitializeCriticalSection(CRITICAL_SECTION* section);
+void EnterCriticalSection(CRITICAL_SECTION* section);
+void LeaveCriticalSection(CRITICAL_SECTION* section);
+void DeleteCriticalSection(CRITICAL_SECTION* section);
 
 // Thread notifications do not exist here; the call is kept for symmetry.
 inline BOOL DisableThreadLibraryCalls(HMODULE) { return TRUE; }
@@ -40,43 +37,41 @@ namespace platform {
 // failing it, and a terminator is written only when the whole text and it
 // fit. Details beside
 // the definitions in conversions.cpp.
-KZ_PLATFORM_API std::size_t mbstowcs(WCHAR* dst, const char* src,
-                                     std::size_t n);
-KZ_PLATFORM_API std::size_t wcstombs(char* dst, const WCHAR* src,
-                                     std::size_t n);
+std::size_t mbstowcs(WCHAR* dst, const char* src, std::size_t n);
+std::size_t wcstombs(char* dst, const WCHAR* src, std::size_t n);
 
 // Case mapping of one 16-bit unit by the current locale: ASCII only in the C
 // locale, the Windows run-time's table of 16-bit units in any other.
-KZ_PLATFORM_API WCHAR towlower(WCHAR c);
-KZ_PLATFORM_API WCHAR towupper(WCHAR c);
+WCHAR towlower(WCHAR c);
+WCHAR towupper(WCHAR c);
 
 // Comparison after folding to lower case by the locale, as the Windows
 // run-time does; _wcsicmp folds 16-bit units with towlower. Only the sign of
 // the result means anything; 0x7FFFFFFF for a null argument. In the C locale
 // _stricmp compares bytes as signed chars, as the Windows build does.
-KZ_PLATFORM_API int _stricmp(const char* a, const char* b);
-KZ_PLATFORM_API int _wcsicmp(const WCHAR* a, const WCHAR* b);
+int _stricmp(const char* a, const char* b);
+int _wcsicmp(const WCHAR* a, const WCHAR* b);
 
 // The Windows run-time's formatters: at most `limit` characters; the length
 // when the text fits (no terminator when it fills `limit` exactly); negative
 // when it does not fit, or when the format is rejected or an argument cannot
 // be converted. In the 8-bit formatter %s is 8-bit text and %S 16-bit text;
 // in the 16-bit formatter the reverse. `args` is not consumed for the caller.
-KZ_PLATFORM_API int _vsnprintf(char* buffer, std::size_t limit,
-                               const char* format, va_list args);
-KZ_PLATFORM_API int _vsnwprintf(WCHAR* buffer, std::size_t limit,
-                                const WCHAR* format, va_list args);
+int _vsnprintf(char* buffer, std::size_t limit, const char* format,
+               va_list args);
+int _vsnwprintf(WCHAR* buffer, std::size_t limit, const WCHAR* format,
+                va_list args);
 
 // The length the formatters would produce with unlimited room, or negative
 // when they would fail for another reason than room: a rejected format or an
 // argument that cannot be converted. As the run-time's _vscprintf.
-KZ_PLATFORM_API int _vscprintf(const char* format, va_list args);
-KZ_PLATFORM_API int _vscwprintf(const WCHAR* format, va_list args);
+int _vscprintf(const char* format, va_list args);
+int _vscwprintf(const WCHAR* format, va_list args);
 
 // wcstol of the Windows run-time: its white space, its decimal digits beyond
 // ASCII, and a 32-bit long (out-of-range values clamp, errno ERANGE).
 // Details beside the definition in crt_number.cpp.
-KZ_PLATFORM_API LONG wcstol(const WCHAR* text, WCHAR** end, int base);
+LONG wcstol(const WCHAR* text, WCHAR** end, int base);
 
 }  // namespace platform
 

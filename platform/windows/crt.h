@@ -3,7 +3,7 @@
 #ifndef KZCOMMON_PLATFORM_WINDOWS_CRT_H_
 #define KZCOMMON_PLATFORM_WINDOWS_CRT_H_
 
-#include <kzcommon/export.h>
+#include <kzcommon/wintypes.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -11,10 +11,6 @@
 #include <cstring>
 #include <cwchar>
 #include <cwctype>
-
-// Platform helpers that the library implements itself are exported so that
-// the platform tests can call them; the run-time forwards below are inline.
-#define KZ_PLATFORM_API KZCOMMON_API
 
 namespace platform {
 

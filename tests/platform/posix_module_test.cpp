@@ -2,6 +2,8 @@
 // ".so", paths), unloading, and the library's own module.
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstddef>
 #include <dlfcn.h>
 #include <link.h>
 #include <stdlib.h>
@@ -9,6 +11,7 @@
 #include <unistd.h>
 
 #include "fixtures/test_catalog.h"
+#include "support/alloc_failure.h"
 #include "test_support.h"
 
 namespace {
@@ -96,6 +99,79 @@ TEST(PosixModule, NameForms) {
   EXPECT_TRUE(FreeLibrary(reference));
 }
 
+// Paths live in buffers of PATH_MAX bytes: the longest path the file system
+// takes must still open, one byte more finds nothing (and must not overrun).
+TEST(PosixModule, LongestPath) {
+  HMODULE reference = LoadLibraryW(TestCatalogName());
+  ASSERT_NE(nullptr, reference);
+  const std::string dir = ExecutableDirectory() + "/";
+  const std::string file = "libkz_test_catalog.so";
+  const struct {
+    const char* name;
+    std::size_t length;  // of the path that LoadLibraryW opens
+    bool found;
+  } rows[] = {
+      {"longest path", PATH_MAX - 1, true},
+      {"one byte more", PATH_MAX, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::string padding;
+    while (dir.size() + padding.size() + file.size() + 2 <= row.length) {
+      padding += "./";
+    }
+    if (dir.size() + padding.size() + file.size() < row.length) padding += "/";
+    const std::string path = dir + padding + file;
+    ASSERT_EQ(row.length, path.size());
+    HMODULE module = LoadLibraryW(Utf16(path).c_str());
+    if (!row.found) {
+      EXPECT_EQ(nullptr, module);
+      continue;
+    }
+    EXPECT_EQ(reference, module);
+    if (module != nullptr) {
+      EXPECT_TRUE(FreeLibrary(module));
+    }
+  }
+  // A bare name too long for any path.
+  EXPECT_EQ(nullptr, LoadLibraryW(Utf16(std::string(PATH_MAX, 'k')).c_str()));
+  EXPECT_TRUE(FreeLibrary(reference));
+}
+
+// Out of memory in LoadLibraryW: each of its allocations fails in turn; it
+// gives null, throws nothing, and leaves neither a dlopen reference nor a
+// record behind. A module that is registered already needs no allocation.
+TEST(PosixModule, AllocationFailure) {
+  const std::string path = ExecutableDirectory() + "/libkz_test_catalog.so";
+  ASSERT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD))
+      << "another test left the catalog loaded";
+  const unsigned count = ForEachFailingAllocation([&](unsigned) {
+    HMODULE module = LoadLibraryW(TestCatalogName());
+    if (InjectedFailureFired()) {
+      EXPECT_EQ(nullptr, module);
+    } else {
+      ASSERT_NE(nullptr, module);
+      EXPECT_TRUE(FreeLibrary(module));
+    }
+    EXPECT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD));
+  });
+  EXPECT_GT(count, 0u);
+
+  HMODULE module = LoadLibraryW(TestCatalogName());
+  ASSERT_NE(nullptr, module);
+  EXPECT_EQ(0u, ForEachFailingAllocation([&](unsigned) {
+              HMODULE again = LoadLibraryW(TestCatalogName());
+              EXPECT_EQ(module, again);
+              if (again != nullptr) {
+                EXPECT_TRUE(FreeLibrary(again));
+              }
+            }));
+  WCHAR buffer[16];
+  EXPECT_EQ(7, LoadStringW(module, kIdFifteen, buffer, 16));
+  EXPECT_TRUE(FreeLibrary(module));
+  EXPECT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD));
+}
+
 // The name reaches the file system as UTF-8 whatever the locale (the sb.
 // run is in the C locale): a non-ASCII link to the catalog opens it.
 TEST(PosixModule, NonAsciiNameIsUtf8) {
@@ -137,9 +213,15 @@ TEST(PosixModule, LastFreeUnloads) {
 
 // "kzcommon" answers with the library already in the process, not a second
 // copy of it, and a module without string tables of its own does not answer
-// with kzcommon's (the main program links kzcommon).
+// with kzcommon's. The test binary holds the library's static copy, so the
+// module comes into the process here as a client's link brings it: under its
+// SONAME, with its symbols in the global scope.
 TEST(PosixModule, KzcommonIsTheLoadedLibrary) {
+  const std::string path = ExecutableDirectory() + "/" KZ_TEST_MODULE_SONAME;
+  void* linked = dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
+  ASSERT_NE(nullptr, linked) << dlerror();
   const int before = CountLoaded("libkzcommon");
+  EXPECT_EQ(1, before);
   HMODULE module = LoadLibraryW(OLESTR("kzcommon"));
   ASSERT_NE(nullptr, module);
   EXPECT_EQ(before, CountLoaded("libkzcommon"));
@@ -147,6 +229,7 @@ TEST(PosixModule, KzcommonIsTheLoadedLibrary) {
   EXPECT_EQ(30, LoadStringW(module, 29, buffer, 64));
   EXPECT_EQ(0, LoadStringW(nullptr, 29, buffer, 64));
   EXPECT_TRUE(FreeLibrary(module));
+  dlclose(linked);
 }
 
 }  // namespace

@@ -1,0 +1,277 @@
+// Fetching texts: the first load and the reload around 259 units, the
+// formatter's growing limit around 260 units, texts taken as they stand,
+// missing ids, a format the formatter rejects, the library's own table and a
+// module with two languages.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "fixtures/test_catalog.h"
+#include "test_support.h"
+
+namespace {
+
+using namespace kztest;
+
+// Ids of test_catalog_fetch.rc.
+enum : UINT {
+  kId258 = 400,      // Pattern(256) "%d"
+  kId259 = 401,      // Pattern(257) "%d"
+  kId300 = 402,      // Pattern(298) "%d"
+  kId1000 = 403,     // Pattern(998) "%d"
+  kIdBracket = 404,  // "<%s>"
+  kIdPercent = 405,  // "100%%"
+  kIdTooWide = 406,  // "%2147483647d", a width the formatter refuses
+  kIdPadded = 407,   // "[%5C]"
+};
+
+const WCHAR* Wide(const std::u16string& text) {
+  return reinterpret_cast<const WCHAR*>(text.c_str());
+}
+
+class CatalogFetch : public ::testing::Test {
+ protected:
+  void TearDown() override { CKZCatalog::CloseAll(); }
+};
+
+// Each row fetches one text one way. A first load taken as final at 259
+// units or more cuts the 300- and 1000-unit texts; a reload or a formatting
+// pass that doesn't start over garbles them; a limit that loses the spare
+// unit drops the last of 260 formatted units, one that isn't doubled loses
+// 261; formatting a text fetched without arguments, or not formatting one
+// fetched with them, shows in the percent and placeholder rows. A failure
+// must leave `out` as it was.
+TEST_F(CatalogFetch, Texts) {
+  enum Args { kUnformatted, kNoArguments, kNumber, kText };
+  const std::u16string p256 = Pattern(256), p257 = Pattern(257);
+  const std::u16string p258 = Pattern(258), p259 = Pattern(259);
+  const struct {
+    const char* name;
+    const WCHAR* catalog;
+    UINT id;
+    Args args;
+    int number;
+    std::u16string text;
+    HRESULT hr;
+    std::u16string expected;
+  } rows[] = {
+      {"258 units", TestCatalogName(), kId258, kUnformatted, 0, u"", S_OK,
+       p256 + u"%d"},
+      {"258 units, formatted", TestCatalogName(), kId258, kNumber, 7, u"", S_OK,
+       p256 + u"7"},
+      {"259 units", TestCatalogName(), kId259, kUnformatted, 0, u"", S_OK,
+       p257 + u"%d"},
+      {"259 units, formatted", TestCatalogName(), kId259, kNumber, 7, u"", S_OK,
+       p257 + u"7"},
+      {"300 units", TestCatalogName(), kId300, kUnformatted, 0, u"", S_OK,
+       Pattern(298) + u"%d"},
+      {"300 units, formatted", TestCatalogName(), kId300, kNumber, 7, u"", S_OK,
+       Pattern(298) + u"7"},
+      {"1000 units", TestCatalogName(), kId1000, kUnformatted, 0, u"", S_OK,
+       Pattern(998) + u"%d"},
+      {"1000 units, formatted", TestCatalogName(), kId1000, kNumber, -5, u"",
+       S_OK, Pattern(998) + u"-5"},
+      {"1100 units formatted without arguments", TestCatalogName(), kIdText1100,
+       kNoArguments, 0, u"", S_OK, Pattern(1100)},
+      {"formatted to 259 units", TestCatalogName(), kIdBracket, kText, 0, p257,
+       S_OK, u"<" + p257 + u">"},
+      {"formatted to 260 units", TestCatalogName(), kIdBracket, kText, 0, p258,
+       S_OK, u"<" + p258 + u">"},
+      {"formatted to 261 units", TestCatalogName(), kIdBracket, kText, 0, p259,
+       S_OK, u"<" + p259 + u">"},
+      {"100%% as it stands", TestCatalogName(), kIdPercent, kUnformatted, 0,
+       u"", S_OK, u"100%%"},
+      {"100%% formatted", TestCatalogName(), kIdPercent, kNoArguments, 0, u"",
+       S_OK, u"100%"},
+      {"placeholder as it stands", OLESTR("kzcommon"), 3, kUnformatted, 0, u"",
+       S_OK, u"1$Argument %Ld is invalid"},
+      {"placeholder formatted", OLESTR("kzcommon"), 3, kNumber, 2, u"", S_OK,
+       u"1$Argument 2 is invalid"},
+      {"trailing blank formatted", OLESTR("kzcommon"), 25, kNumber, 7, u"",
+       S_OK, u"25$Argument 7 not optional "},
+      {"refused width as it stands", TestCatalogName(), kIdTooWide,
+       kUnformatted, 0, u"", S_OK, u"%2147483647d"},
+      {"refused width formatted", TestCatalogName(), kIdTooWide, kNumber, 1,
+       u"", E_INVALIDARG, u""},
+      {"empty text", TestCatalogName(), kIdEmpty, kNoArguments, 0, u"", E_FAIL,
+       u""},
+      {"id without text in a block", TestCatalogName(), kIdMissingInBlock,
+       kUnformatted, 0, u"", E_FAIL, u""},
+      {"id 0 of the own table", OLESTR("kzcommon"), 0, kUnformatted, 0, u"",
+       E_FAIL, u""},
+      {"id 2 of the own table", OLESTR("kzcommon"), 2, kNumber, 1, u"", E_FAIL,
+       u""},
+      {"id 30 of the own table", OLESTR("kzcommon"), 30, kUnformatted, 0, u"",
+       E_FAIL, u""},
+      {"id 48 of the own table", OLESTR("kzcommon"), 48, kNoArguments, 0, u"",
+       E_FAIL, u""},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZCatalog catalog(row.catalog);
+    CKZString out(OLESTR("unchanged"));
+    HRESULT hr = S_OK;
+    switch (row.args) {
+      case kUnformatted:
+        hr = catalog.GetMsgEx(out, row.id, nullptr);
+        break;
+      case kNoArguments:
+        hr = catalog.GetMsg(out, row.id);
+        break;
+      case kNumber:
+        hr = catalog.GetMsg(out, row.id, row.number);
+        break;
+      case kText:
+        hr = catalog.GetMsg(out, row.id, Wide(row.text));
+        break;
+    }
+    EXPECT_EQ(row.hr, hr);
+    EXPECT_EQ(row.hr == S_OK ? row.expected : u"unchanged", W(out));
+  }
+}
+
+// A padded %C whose byte the locale can't convert: the formatter refuses it
+// in UTF-8 (natively), though the counting formatter gives a length, as it
+// leaves the character and its padding out. A retry on that length alone
+// would double the limit until memory ran out. Other locales convert the
+// byte. The fetch must end as composing the same text does: E_INVALIDARG
+// where that gives null, else the same text.
+TEST_F(CatalogFetch, UnconvertibleCharacter) {
+  CKZString reference;
+  reference.Compose(OLESTR("[%5C]"), 0xFF);
+  CKZCatalog catalog(TestCatalogName());
+  CKZString out(OLESTR("unchanged"));
+  const HRESULT hr = catalog.GetMsg(out, kIdPadded, 0xFF);
+  if (static_cast<const WCHAR*>(reference) == nullptr) {
+    EXPECT_EQ(E_INVALIDARG, hr);
+    EXPECT_EQ(u"unchanged", W(out));
+  } else {
+    EXPECT_EQ(S_OK, hr);
+    EXPECT_EQ(W(reference), W(out));
+  }
+}
+
+// An unformatted text goes into the block `out` already has when nothing
+// else shares it. Whatever `out` held before, it ends with the text alone:
+// the right length, a multibyte form built from the new text, and a value
+// that shared the old block keeps the old text.
+TEST_F(CatalogFetch, WhatOutHeldBefore) {
+  CKZCatalog catalog(TestCatalogName());
+  CKZString sharer;
+  const struct {
+    const char* name;
+    CKZString before;
+    bool shared;
+  } rows[] = {
+      {"null", CKZString(), false},
+      {"empty", CKZString(OLESTR("")), false},
+      {"a longer text", CKZString(OLESTR("a text longer than the next one")),
+       false},
+      {"a shared text", CKZString(OLESTR("shared")), true},
+      {"multibyte form only", CKZString("multibyte"), false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString out = row.before;
+    if (row.shared) sharer = out;
+    // Both forms, so that a stale multibyte form would show.
+    static_cast<void>(static_cast<const char*>(out));
+    ASSERT_EQ(S_OK, catalog.GetMsgEx(out, kIdFifteen, nullptr));
+    EXPECT_EQ(u"fifteen", W(out));
+    EXPECT_EQ(7u, out.Length());
+    // Now a block of the wide form alone, which the next fetch reuses.
+    ASSERT_EQ(S_OK, catalog.GetMsgEx(out, kIdHello, nullptr));
+    EXPECT_EQ(u"0$Hello", W(out));
+    EXPECT_EQ(7u, out.Length());
+    EXPECT_EQ(7u, out.MbsLength());
+    EXPECT_EQ("0$Hello", M(out));
+  }
+  EXPECT_EQ(u"shared", W(sharer));
+}
+
+// GetMsgEx reads the caller's list from its first argument on every call, so
+// one list serves two catalogs in turn, as the error handling's fallback
+// does.
+TEST_F(CatalogFetch, OneArgumentListForTwoCatalogs) {
+  struct Caller {
+    static void Run(CKZString* first, CKZString* second, ...) {
+      va_list args;
+      va_start(args, second);
+      CKZCatalog a(TestCatalogName());
+      CKZCatalog b(OLESTR("kzcommon"));
+      EXPECT_EQ(S_OK, a.GetMsgEx(*first, kId258, &args));
+      EXPECT_EQ(S_OK, b.GetMsgEx(*second, 3, &args));
+      va_end(args);
+    }
+  };
+  CKZString first, second;
+  Caller::Run(&first, &second, 42);
+  EXPECT_EQ(Pattern(256) + u"42", W(first));
+  EXPECT_EQ(u"1$Argument 42 is invalid", W(second));
+}
+
+// The library's own table, id by id: the texts of ids 1 to 39 exactly (id 25
+// with its blank), and no text anywhere else up to 48.
+TEST_F(CatalogFetch, BuiltInTable) {
+  const struct {
+    UINT id;
+    const char16_t* text;
+  } rows[] = {
+      {1, u"0$Unspecified failure"},
+      {3, u"1$Argument %Ld is invalid"},
+      {4, u"2$Out of memory"},
+      {5, u"3$Interface not supported."},
+      {6, u"4$Invalid pointer"},
+      {7, u"5$Not implemented"},
+      {8, u"6$Unexpected failure."},
+      {9, u"7$Invalid handle"},
+      {10, u"8$Operation was aborted."},
+      {11, u"9$Access denied"},
+      {12, u"10$Unknown interface"},
+      {13, u"11$Member not found"},
+      {14, u"12$Type mismatch"},
+      {15, u"13$Parameter not found"},
+      {16, u"14$Unknown name"},
+      {17, u"15$Bad variable type"},
+      {18, u"16$Access denied."},
+      {25, u"25$Argument %Ld not optional "},
+      {29, u"28$Invalid argument specified."},
+      {31, u"29$Share Violation"},
+      {39, u"38$Bad Variable Type"},
+  };
+  CKZCatalog own(OLESTR("kzcommon"));
+  for (UINT id = 0; id <= 48; ++id) {
+    SCOPED_TRACE(id);
+    const char16_t* expected = nullptr;
+    for (const auto& row : rows) {
+      if (row.id == id) expected = row.text;
+    }
+    CKZString out;
+    HRESULT hr = own.GetMsgEx(out, id, nullptr);
+    if (expected == nullptr) {
+      EXPECT_EQ(E_FAIL, hr);
+    } else {
+      EXPECT_EQ(S_OK, hr);
+      EXPECT_EQ(expected, W(out));
+    }
+  }
+}
+
+// A module with texts in two languages serves the one the platform picks
+// for the user's language (one process per locale, see CMakeLists.txt).
+TEST(CatalogLanguage, FollowsTheUsersLanguage) {
+  const char* locale = std::getenv("KZ_TEST_USER_LOCALE");
+  if (locale == nullptr) GTEST_SKIP() << "run by CTest with LC_ALL set";
+  const bool german = std::strncmp(locale, "de_DE", 5) == 0;
+  CKZCatalog catalog(TestCatalogName());
+  CKZString out;
+  EXPECT_EQ(S_OK, catalog.GetMsgEx(out, 160, nullptr));
+  EXPECT_EQ(german ? u"Deutsch 160" : u"English 160", W(out));
+  EXPECT_EQ(S_OK, catalog.GetMsgEx(out, 176, nullptr));
+  EXPECT_EQ(u"nur Deutsch 176", W(out));
+  CKZCatalog::CloseAll();
+}
+
+}  // namespace

@@ -1,0 +1,50 @@
+// The test binary's global operator new, which fails, by throwing
+// std::bad_alloc, when the allocation-failure window says so. Library code
+// that allocates through new (std containers) catches that inside and turns
+// it into its own failure outcome; these replacements let the tests reach
+// those paths. Every form of new and delete is replaced, so that each pair
+// meets on the same heap.
+#include "platform/alloc_failure.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+void* Allocate(std::size_t size) {
+  if (platform::FailThisAllocation()) throw std::bad_alloc();
+  for (;;) {
+    void* p = std::malloc(size != 0 ? size : 1);
+    if (p != nullptr) return p;
+    std::new_handler handler = std::get_new_handler();
+    if (handler == nullptr) throw std::bad_alloc();
+    handler();
+  }
+}
+
+void* AllocateNoThrow(std::size_t size) noexcept {
+  try {
+    return Allocate(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return AllocateNoThrow(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return AllocateNoThrow(size);
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept {
+  std::free(p);
+}
