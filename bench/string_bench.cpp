@@ -16,6 +16,7 @@
 
 #if KZ_BENCH_QT
 #include <QString>
+#include <QStringList>
 #endif
 #if KZ_BENCH_ICU
 #include <unicode/uchar.h>
@@ -757,6 +758,114 @@ void ResourceCases() {
   Register("CatalogFirstFetch", "platform", 40, platformFetch);
 }
 
+// ---------------------------------------------------------------- tokens
+
+// 164 tokens of five or six units with a comma behind each but the last:
+// 1,024 units in all.
+std::u16string CommaList() {
+  const std::u16string units = Body(6 * 164);
+  std::u16string s;
+  std::size_t from = 0;
+  for (int i = 0; i < 164; ++i) {
+    const std::size_t n = i % 4 == 0 ? 6 : 5;
+    if (i != 0) s += u',';
+    s += units.substr(from, n);
+    from += n;
+  }
+  return s;
+}
+
+void TokenCases() {
+  const std::u16string text = CommaList();
+  const std::int64_t n = static_cast<std::int64_t>(text.size());
+  Register("AddTokens", "kzcommon", n, [text](benchmark::State& state) {
+    const CKZString s(AsW(text));
+    {
+      CKZStringToken list;
+      list.AddTokens(s);
+      if (!Check(state,
+                 list.GetCount() == 164 &&
+                     list.GetNthToken(163) == AsW(text.substr(1019)),
+                 "tokens"))
+        return;
+    }
+    for (auto _ : state) {
+      CKZStringToken list;
+      list.AddTokens(s);
+      benchmark::DoNotOptimize(list);
+    }
+  });
+  Register("GetTokensList", "kzcommon", n, [text](benchmark::State& state) {
+    CKZStringToken list;
+    list.AddTokens(AsW(text));
+    if (!Check(state, list.GetTokensList() == AsW(text), "joined")) return;
+    for (auto _ : state) {
+      CKZString joined = list.GetTokensList();
+      benchmark::DoNotOptimize(joined);
+    }
+  });
+#if KZ_BENCH_QT
+  Register("AddTokens", "QString", n, [text](benchmark::State& state) {
+    const QString s = Q(text);
+    {
+      const QStringList parts = s.split(QLatin1Char(','), Qt::SkipEmptyParts);
+      if (!Check(state,
+                 parts.size() == 164 && parts.last() == Q(text.substr(1019)),
+                 "tokens"))
+        return;
+    }
+    for (auto _ : state) {
+      QStringList parts = s.split(QLatin1Char(','), Qt::SkipEmptyParts);
+      benchmark::DoNotOptimize(parts);
+    }
+  });
+  Register("GetTokensList", "QString", n, [text](benchmark::State& state) {
+    const QStringList parts =
+        Q(text).split(QLatin1Char(','), Qt::SkipEmptyParts);
+    if (!Check(state, parts.join(QLatin1Char(',')) == Q(text), "joined"))
+      return;
+    for (auto _ : state) {
+      QString joined = parts.join(QLatin1Char(','));
+      benchmark::DoNotOptimize(joined);
+    }
+  });
+#endif
+}
+
+// ---------------------------------------------------------------- messages
+
+// A short message with origin and code, written as a composite; the peer
+// prints the same composite from its parts with snprintf.
+void MessageCases() {
+  static const WCHAR kExpected[] =
+      OLESTR("Unexpected failure._$S_2006-PARS-Backup_$E_");
+  Register("FormatMsg", "kzcommon", 0, [](benchmark::State& state) {
+    CKZMsgString m;
+    m.FormatMsg(2, OLESTR("6$Unexpected failure."), OLESTR("Backup"),
+                OLESTR("parser"));
+    if (!Check(state, m == kExpected && m.GetErrorNum() == 2006, "text"))
+      return;
+    for (auto _ : state) {
+      m.FormatMsg(2, OLESTR("6$Unexpected failure."), OLESTR("Backup"),
+                  OLESTR("parser"));
+      benchmark::DoNotOptimize(m);
+    }
+  });
+  Register("FormatMsg", "snprintf", 0, [](benchmark::State& state) {
+    char buffer[128];
+    const auto print = [&buffer] {
+      return std::snprintf(buffer, sizeof buffer, "%s_$S_%c%03ld-%.*s-%s_$E_",
+                           "Unexpected failure.", '2', 6L, 4, "PARS", "Backup");
+    };
+    print();
+    if (!Check(state, CKZString(buffer) == kExpected, "text")) return;
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(print());
+      benchmark::DoNotOptimize(buffer);
+    }
+  });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -773,6 +882,8 @@ int main(int argc, char** argv) {
   CutCases();
   ComposeCases();
   ResourceCases();
+  TokenCases();
+  MessageCases();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();

@@ -72,6 +72,8 @@ void FreeBuffer(void* buffer, std::uint8_t kind) {
       Count(g_allocCounters.oleFree);
       CoTaskMemFree(buffer);
       break;
+    case kzblock::kAllocInRecord:
+      break;  // goes with the record
     default:
       Count(g_allocCounters.bstrFree);
       SysFreeString(static_cast<BSTR>(buffer));
@@ -167,6 +169,30 @@ CKZStringBlock* CreateWideSized(const WCHAR* text, std::uint32_t length,
                 (length - copied) * sizeof(WCHAR));
     block->wideBuffer[length] = 0;
   }
+  return block;
+}
+
+CKZStringBlock* CreateWideInRecord(const WCHAR* text, std::uint32_t length) {
+  if (length > kMaxBlockCapacity) return nullptr;
+  // The record's size keeps the buffer behind it aligned for its units.
+  static_assert(sizeof(CKZStringBlock) % alignof(WCHAR) == 0,
+                "the buffer follows the record");
+  void* memory =
+      platform::malloc(sizeof(CKZStringBlock) + WideBytes(length));
+  if (memory == nullptr) return nullptr;
+  CKZStringBlock* block = static_cast<CKZStringBlock*>(memory);
+  block->refCount = 1;
+  block->wideLength = length;
+  block->capacity = length;
+  block->mbsLength = SingleByteLocale() ? length : 0;
+  block->wideBuffer = reinterpret_cast<WCHAR*>(block + 1);
+  block->mbsBuffer = nullptr;
+  block->mbsAllocKind = CKZStringBlock::AllocCRT;
+  block->wideAllocKind = kAllocInRecord;
+  block->wideTakenOver = 0;
+  block->mbsTakenOver = 0;
+  std::memcpy(block->wideBuffer, text, std::size_t{length} * sizeof(WCHAR));
+  block->wideBuffer[length] = 0;
   return block;
 }
 
@@ -333,6 +359,17 @@ bool ReserveWide(CKZStringBlock& block, std::uint32_t needed) {
       void* p = CoTaskMemRealloc(block.wideBuffer, WideBytes(grown));
       if (p == nullptr) return false;
       block.wideBuffer = static_cast<WCHAR*>(p);
+      break;
+    }
+    case kAllocInRecord: {
+      // Out of the record into a buffer of its own, which grows from then
+      // on; the record's room stays unused until the block goes.
+      Count(g_allocCounters.crtGrow);
+      void* p = platform::malloc(WideBytes(grown));
+      if (p == nullptr) return false;
+      std::memcpy(p, block.wideBuffer, WideBytes(block.capacity));
+      block.wideBuffer = static_cast<WCHAR*>(p);
+      block.wideAllocKind = CKZStringBlock::AllocCRT;
       break;
     }
     default: {

@@ -72,6 +72,18 @@ CKZStringBlock* CreateMbsSized(const char* text, std::uint32_t length,
 CKZStringBlock* AttachWide(WCHAR* buffer, std::uint8_t allocKind);
 CKZStringBlock* AttachMbs(char* buffer, std::uint8_t allocKind);
 
+// The allocator kind of a wide buffer that lies in the record's own
+// allocation, right behind it: freed with the record, and moved out to a
+// buffer of the malloc kind when it has to grow.
+constexpr std::uint8_t kAllocInRecord = 4;
+
+// A wide-only block of `length` units copied from `text`, which holds no
+// zero among them, with its buffer in the record's allocation and room for
+// exactly the text: one allocation instead of two, for the many small values
+// that are read far more than edited (the tokens of a list). nullptr when
+// the length is beyond the largest block or memory is exhausted.
+CKZStringBlock* CreateWideInRecord(const WCHAR* text, std::uint32_t length);
+
 // Builds the missing form from the other one and keeps it; true if the form
 // is there afterwards.
 [[nodiscard]] bool EnsureWide(CKZStringBlock& block);
@@ -82,8 +94,9 @@ std::uint32_t CountWide(const CKZStringBlock& block);
 std::uint32_t CountMbs(const CKZStringBlock& block);
 
 // Grows the one existing buffer to at least `needed` characters by doubling
-// `capacity`, through the buffer's own allocator. False when `needed` is
-// beyond the largest block or the allocator fails; the buffer stays then.
+// `capacity`, through the buffer's own allocator; a buffer in the record
+// moves out to one of the malloc kind. False when `needed` is beyond the
+// largest block or the allocator fails; the buffer stays then.
 [[nodiscard]] bool ReserveWide(CKZStringBlock& block, std::uint32_t needed);
 [[nodiscard]] bool ReserveMbs(CKZStringBlock& block, std::uint32_t needed);
 

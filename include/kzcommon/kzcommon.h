@@ -9,7 +9,9 @@
 
 #include <kzcommon/export.h>
 #include <kzcommon/kzcatalog.h>
+#include <kzcommon/kzmsgstring.h>
 #include <kzcommon/kzstring.h>
+#include <kzcommon/kzstringtoken.h>
 #include <kzcommon/wintypes.h>
 
 #endif  // KZCOMMON_KZCOMMON_H_

@@ -68,6 +68,11 @@ int _vsnwprintf(WCHAR* buffer, std::size_t limit, const WCHAR* format,
 int _vscprintf(const char* format, va_list args);
 int _vscwprintf(const WCHAR* format, va_list args);
 
+// wcstol of the Windows run-time: its white space, its decimal digits beyond
+// ASCII, and a 32-bit long (out-of-range values clamp, errno ERANGE).
+// Details beside the definition in crt_number.cpp.
+LONG wcstol(const WCHAR* text, WCHAR** end, int base);
+
 }  // namespace platform
 
 #endif  // KZCOMMON_PLATFORM_POSIX_WIN32_H_

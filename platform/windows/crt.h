@@ -58,6 +58,10 @@ inline int _vsnwprintf(WCHAR* buffer, std::size_t limit, const WCHAR* format,
                        args);
 }
 
+inline LONG wcstol(const WCHAR* text, WCHAR** end, int base) {
+  return ::wcstol(text, end, base);
+}
+
 inline int _vscprintf(const char* format, va_list args) {
   return ::_vscprintf(format, args);
 }

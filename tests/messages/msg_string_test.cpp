@@ -1,0 +1,334 @@
+// CKZMsgString: the composite that FormatMsg writes, the two readers, GetMsg
+// and the error number.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "strings/internal/test_access.h"
+#include "test_support.h"
+
+using A = CKZStringTestAccess;
+using kztest::W;
+
+namespace {
+
+const WCHAR* U(const char16_t* text) {
+  return reinterpret_cast<const WCHAR*>(text);
+}
+
+// What a reader gave: its code and its text ("(null)" for a null string).
+struct Reading {
+  HRESULT hr;
+  std::u16string text;
+};
+Reading Simple(CKZMsgString& m) {
+  CKZString out(OLESTR("unchanged"));
+  const HRESULT hr = m.BuildSimpleMessage(out);
+  return {hr, W(out)};
+}
+Reading Detail(CKZMsgString& m) {
+  CKZString out(OLESTR("unchanged"));
+  const HRESULT hr = m.BuildDetailMessage(out);
+  return {hr, W(out)};
+}
+
+}  // namespace
+
+// Fault: a field in the wrong place or form: the code before the origin,
+// the type digit taken from the type's value, "%03ld" without its zeros or
+// sign, the prefix read by other rules than wcstol's, the code not cut to
+// four units or not upper-cased, a code written without an origin, a
+// number that overflows or is cut. Each row also reads its composite back
+// and checks the error number.
+TEST(MsgFormat, CompositeFieldsAndReadings) {
+  struct Row {
+    const char* name;
+    ULONG type;
+    const char16_t* text;
+    const char16_t* origin;
+    const char16_t* code;
+    const char16_t* composite;
+    const char16_t* simple;  // "(null)" for none
+    const char16_t* detail;
+    ULONG errorNum;
+  } rows[] = {
+      // The examples of the format.
+      {"error with number", 2, u"6$Unexpected failure.", nullptr, nullptr,
+       u"Unexpected failure._$S_2006_$E_", u"Unexpected failure.",
+       u"2006 - Unexpected failure.", 2006},
+      {"no number, origin", 8, u"Disk full", u"Backup", nullptr,
+       u"Disk full_$S_4000-Backup_$E_", u"Disk full",
+       u"4000-Backup - Disk full", 8000},
+      {"origin and code", 1, u"12$Type mismatch", u"Reader", u"parser",
+       u"Type mismatch_$S_1012-PARS-Reader_$E_", u"Type mismatch",
+       u"1012-PARS-Reader - Type mismatch", 1012},
+      // Type digits.
+      {"type 0", 0, u"5$x", nullptr, nullptr, u"x_$S_?005_$E_", u"x",
+       u"?005 - x", 5},
+      {"type 3", 3, u"5$x", nullptr, nullptr, u"x_$S_?005_$E_", u"x",
+       u"?005 - x", 3005},
+      {"type 4", 4, u"5$x", nullptr, nullptr, u"x_$S_3005_$E_", u"x",
+       u"3005 - x", 4005},
+      {"type 8", 8, u"5$x", nullptr, nullptr, u"x_$S_4005_$E_", u"x",
+       u"4005 - x", 8005},
+      {"type 16", 16, u"5$x", nullptr, nullptr, u"x_$S_5005_$E_", u"x",
+       u"5005 - x", 16005},
+      {"type 32", 32, u"5$x", nullptr, nullptr, u"x_$S_?005_$E_", u"x",
+       u"?005 - x", 32005},
+      // Prefixes, read as wcstol reads them.
+      {"negative", 1, u"-5$x", nullptr, nullptr, u"x_$S_1-05_$E_", u"x",
+       u"1-05 - x", 995},
+      {"blank before", 1, u" 7$x", nullptr, nullptr, u"x_$S_1007_$E_", u"x",
+       u"1007 - x", 1007},
+      {"empty prefix", 1, u"$abc", nullptr, nullptr, u"abc_$S_1000_$E_", u"abc",
+       u"1000 - abc", 1000},
+      {"nothing behind", 1, u"7$", nullptr, nullptr, u"_$S_1007_$E_", u"(null)",
+       u"1007 - ", 1007},
+      {"text before the dollar", 1, u"Price: $5", nullptr, nullptr,
+       u"5_$S_1000_$E_", u"5", u"1000 - 5", 1000},
+      {"only the first dollar", 1, u"3$a$b", nullptr, nullptr,
+       u"a$b_$S_1003_$E_", u"a$b", u"1003 - a$b", 1003},
+      {"full-width digits", 1, u"\uff14\uff12$x", nullptr, nullptr,
+       u"x_$S_1042_$E_", u"x", u"1042 - x", 1042},
+      {"empty text", 1, u"", nullptr, nullptr, u"_$S_1000_$E_", u"(null)",
+       u"1000 - ", 1000},
+      // Numbers that "%03ld" prints in more than three units: in full.
+      {"1000", 1, u"1000$x", nullptr, nullptr, u"x_$S_11000_$E_", u"x",
+       u"11000 - x", 2000},
+      {"-100", 2, u"-100$x", u"o", nullptr, u"x_$S_2-100-o_$E_", u"x",
+       u"2-100-o - x", 1900},
+      {"largest long", 1, u"2147483647$x", nullptr, nullptr,
+       u"x_$S_12147483647_$E_", u"x", u"12147483647 - x", 2147484647u},
+      {"clamped", 1, u"99999999999$x", nullptr, nullptr,
+       u"x_$S_12147483647_$E_", u"x", u"12147483647 - x", 2147484647u},
+      {"smallest long", 0, u"-2147483648$x", nullptr, nullptr,
+       u"x_$S_?-2147483648_$E_", u"x", u"?-2147483648 - x", 2147483648u},
+      // The optional fields.
+      {"code without origin", 1, u"x", nullptr, u"parser", u"x_$S_1000_$E_",
+       u"x", u"1000 - x", 1000},
+      {"code with empty origin", 1, u"x", u"", u"parser", u"x_$S_1000_$E_",
+       u"x", u"1000 - x", 1000},
+      {"empty code", 1, u"x", u"Reader", u"", u"x_$S_1000-Reader_$E_", u"x",
+       u"1000-Reader - x", 1000},
+      {"short code", 1, u"x", u"Reader", u"ab", u"x_$S_1000-AB-Reader_$E_",
+       u"x", u"1000-AB-Reader - x", 1000},
+      {"four-unit code", 1, u"x", u"R", u"data", u"x_$S_1000-DATA-R_$E_", u"x",
+       u"1000-DATA-R - x", 1000},
+      {"origin uncut", 1, u"x", u"a long origin-name", u"c",
+       u"x_$S_1000-C-a long origin-name_$E_", u"x",
+       u"1000-C-a long origin-name - x", 1000},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZMsgString m;
+    ASSERT_EQ(S_OK,
+              m.FormatMsg(row.type, U(row.text), U(row.origin), U(row.code)));
+    EXPECT_EQ(row.composite, W(m));
+    EXPECT_EQ(row.errorNum, m.GetErrorNum());
+    EXPECT_TRUE(A::HasWide(m));
+    EXPECT_FALSE(A::HasMbs(m));
+    EXPECT_EQ(A::WideLength(m), m.Length());
+    const Reading simple = Simple(m);
+    EXPECT_EQ(S_OK, simple.hr);
+    EXPECT_EQ(row.simple, simple.text);
+    const Reading detail = Detail(m);
+    EXPECT_EQ(S_OK, detail.hr);
+    EXPECT_EQ(row.detail, detail.text);
+  }
+}
+
+// Fault: the code is upper-cased by the host's rules or not by the locale:
+// the C locale changes only ASCII letters, any other locale the Windows
+// run-time's table.
+TEST(MsgFormat, CodeIsUpperCasedByTheLocale) {
+  CKZMsgString m;
+  ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"x"), U(u"o"), U(u"\u00e9tat")));
+  const bool c = !kztest::MultibyteLocale();
+  EXPECT_EQ(c ? u"x_$S_1000-\u00e9TAT-o_$E_" : u"x_$S_1000-\u00c9TAT-o_$E_",
+            W(m));
+}
+
+// Fault: a failed FormatMsg changes the text or the error number; a second
+// one keeps parts of the first; text assignment resets the error number.
+TEST(MsgFormat, FailureChangesNothingAndAssignmentKeepsTheNumber) {
+  CKZMsgString m;
+  EXPECT_EQ(0u, m.GetErrorNum());
+  EXPECT_EQ(E_POINTER, m.FormatMsg(1, nullptr, U(u"o"), U(u"c")));
+  EXPECT_TRUE(A::IsNull(m));
+  ASSERT_EQ(S_OK, m.FormatMsg(2, U(u"6$first"), U(u"origin"), U(u"code")));
+  const CKZStringBlock* block = A::Block(m);
+  EXPECT_EQ(E_POINTER, m.FormatMsg(1, nullptr));
+  EXPECT_EQ(block, A::Block(m));
+  EXPECT_EQ(2006u, m.GetErrorNum());
+  ASSERT_EQ(S_OK, m.FormatMsg(8, U(u"second")));
+  EXPECT_EQ(u"second_$S_4000_$E_", W(m));
+  EXPECT_EQ(8000u, m.GetErrorNum());
+  m = OLESTR("plain");
+  EXPECT_EQ(8000u, m.GetErrorNum());
+  m = "mbs";
+  EXPECT_EQ(8000u, m.GetErrorNum());
+  m = CKZString(OLESTR("shared"));
+  EXPECT_EQ(8000u, m.GetErrorNum());
+  CKZMsgString copy(m);
+  EXPECT_EQ(8000u, copy.GetErrorNum());
+  EXPECT_EQ(A::Block(m), A::Block(copy));
+  CKZMsgString other;
+  other = copy;
+  EXPECT_EQ(8000u, other.GetErrorNum());
+  EXPECT_EQ(A::Block(m), A::Block(other));
+}
+
+// Fault: the arguments are read after the old text is freed. Each one
+// points into the object's own text (ASan sees a use after free).
+TEST(MsgFormat, ArgumentsMayLieInTheOwnText) {
+  CKZMsgString m;
+  m = OLESTR("3$abc");
+  const WCHAR* own = m;
+  ASSERT_EQ(S_OK, m.FormatMsg(1, own, own + 2, own + 1));
+  EXPECT_EQ(u"abc_$S_1003-$ABC-abc_$E_", W(m));
+}
+
+// Fault: the readers misplace the parts of a composite they didn't write:
+// no markers, a missing end marker, a trailer, markers with nothing
+// around them, a second start marker inside the message text, a marker
+// in the trailer.
+TEST(MsgFormat, ReadersOnAnyText) {
+  struct Row {
+    const char* name;
+    const char16_t* text;  // nullptr: a null string
+    HRESULT hr;            // both readers
+    const char16_t* simple;
+    const char16_t* detail;
+  } rows[] = {
+      {"no markers", u"plain text", S_FALSE, u"plain text", u"plain text"},
+      {"null", nullptr, S_FALSE, u"(null)", u"(null)"},
+      {"empty", u"", S_FALSE, u"", u""},
+      {"end marker only", u"a_$E_b", S_FALSE, u"a_$E_b", u"a_$E_b"},
+      {"no end marker", u"hello_$S_2005", S_OK, u"hello", u"2005 - hello"},
+      {"trailer", u"hello_$S_2005_$E_ world", S_OK, u"hello",
+       u"2005 - hello world"},
+      {"ends in the start marker", u"hello_$S_", S_OK, u"hello", u" - hello"},
+      {"start marker alone", u"_$S_", S_OK, u"(null)", u" - "},
+      {"no message text", u"_$S_2006_$E_", S_OK, u"(null)", u"2006 - "},
+      {"two start markers", u"a_$S_b_$S_1000_$E_", S_OK, u"a",
+       u"b_$S_1000 - a"},
+      {"end marker before start", u"a_$E_b_$S_1_$E_c", S_OK, u"a_$E_b",
+       u"1 - a_$E_bc"},
+      {"markers share units", u"_$S_$E_", S_OK, u"(null)", u"$E_ - "},
+      {"second end marker", u"m_$S_1_$E_x_$E_", S_OK, u"m", u"1 - mx_$E_"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZMsgString m;
+    if (row.text != nullptr) m = U(row.text);
+    const Reading simple = Simple(m);
+    const Reading detail = Detail(m);
+    EXPECT_EQ(row.hr, simple.hr);
+    EXPECT_EQ(row.simple, simple.text);
+    EXPECT_EQ(row.hr, detail.hr);
+    EXPECT_EQ(row.detail, detail.text);
+  }
+}
+
+// Fault: a reader copies a text it can share, or the multibyte form of an
+// assigned composite is read instead of the wide one. The whole text of an
+// unmarked value is a share of its block; a composite given as multibyte
+// text reads like the wide one.
+TEST(MsgFormat, ReadersShareAndReadMultibyteText) {
+  CKZMsgString m;
+  m = "no markers here";
+  CKZString out;
+  EXPECT_EQ(S_FALSE, m.BuildDetailMessage(out));
+  EXPECT_EQ(A::Block(m), A::Block(out));
+  m = "Disk full_$S_4000-Backup_$E_";
+  EXPECT_EQ(S_OK, m.BuildDetailMessage(out));
+  EXPECT_EQ(u"4000-Backup - Disk full", W(out));
+  // The object itself as the output.
+  EXPECT_EQ(S_OK, m.BuildSimpleMessage(m));
+  EXPECT_EQ(u"Disk full", W(m));
+}
+
+// Fault: a composite reads differently through a value that was only
+// assigned its text, or through a view, than through its writer.
+TEST(MsgFormat, CompositeReadsBackThroughEveryHolder) {
+  CKZMsgString writer;
+  ASSERT_EQ(S_OK,
+            writer.FormatMsg(1, U(u"12$Type mismatch"), U(u"R"), U(u"p")));
+  CKZMsgString assigned;
+  assigned = static_cast<const WCHAR*>(writer);
+  CKZSimpleMsgString simpleView;
+  static_cast<CKZMsgString&>(simpleView) = writer;
+  CKZDetailMsgString detailView;
+  static_cast<CKZMsgString&>(detailView) = static_cast<const char*>(writer);
+  CKZMsgString* holders[] = {&writer, &assigned, &simpleView, &detailView};
+  for (CKZMsgString* m : holders) {
+    EXPECT_EQ(u"Type mismatch", Simple(*m).text);
+    EXPECT_EQ(u"1012-P-R - Type mismatch", Detail(*m).text);
+  }
+  EXPECT_EQ(u"Type mismatch", W(simpleView));
+  EXPECT_EQ("1012-P-R - Type mismatch", kztest::M(detailView));
+  EXPECT_EQ(0u, assigned.GetErrorNum());
+}
+
+// Fault: GetMsg checks emptiness before the kind, lets a reader's S_FALSE
+// through, or writes `out` on failure. Kinds 3 to 65534 give a null string.
+TEST(MsgFormat, GetMsgKindsAndBounds) {
+  struct Row {
+    const char* name;
+    const char16_t* text;  // nullptr: a new object
+    ULONG kind;
+    HRESULT hr;
+    const char16_t* out;
+  } rows[] = {
+      {"simple", u"hello_$S_2005_$E_ world", 0, S_OK, u"hello"},
+      {"detail", u"hello_$S_2005_$E_ world", 1, S_OK, u"2005 - hello world"},
+      {"composite", u"hello_$S_2005_$E_ world", 2, S_OK,
+       u"hello_$S_2005_$E_ world"},
+      {"kind 3", u"hello_$S_2005_$E_", 3, S_OK, u"(null)"},
+      {"kind 65534", u"hello_$S_2005_$E_", 65534, S_OK, u"(null)"},
+      {"kind 65535", u"hello_$S_2005_$E_", 65535, E_INVALIDARG, u"kept"},
+      {"unmarked, simple", u"plain", 0, S_OK, u"plain"},
+      {"unmarked, detail", u"plain", 1, S_OK, u"plain"},
+      {"no simple text", u"_$S_2006_$E_", 0, S_OK, u"(null)"},
+      {"empty, kind 0", nullptr, 0, E_FAIL, u"kept"},
+      {"empty, kind 1", nullptr, 1, E_FAIL, u"kept"},
+      {"empty, kind 2", nullptr, 2, E_FAIL, u"kept"},
+      {"empty, kind 3", nullptr, 3, E_FAIL, u"kept"},
+      {"empty, kind 65534", nullptr, 65534, E_FAIL, u"kept"},
+      {"empty, kind 65535", nullptr, 65535, E_INVALIDARG, u"kept"},
+      {"empty, kind 70000", nullptr, 70000, E_INVALIDARG, u"kept"},
+      {"empty text", u"", 2, E_FAIL, u"kept"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZMsgString m;
+    if (row.text != nullptr) m = U(row.text);
+    CKZString out(OLESTR("kept"));
+    EXPECT_EQ(row.hr, m.GetMsg(row.kind, out));
+    EXPECT_EQ(row.out, W(out));
+  }
+}
+
+namespace {
+
+// Reaches the protected ExtractMessage.
+class Extractor : public CKZMsgString {
+ public:
+  using CKZMsgString::ExtractMessage;
+  using CKZMsgString::operator=;
+};
+
+}  // namespace
+
+// Fault: ExtractMessage reads an empty text, or gives a copy of the
+// composite instead of a share.
+TEST(MsgFormat, ExtractMessageSharesTheComposite) {
+  Extractor m;
+  EXPECT_TRUE(A::IsNull(m.ExtractMessage(2)));
+  m = OLESTR("");
+  EXPECT_TRUE(A::IsNull(m.ExtractMessage(0)));
+  m = OLESTR("a_$S_1000_$E_");
+  EXPECT_EQ(A::Block(m), A::Block(m.ExtractMessage(2)));
+  EXPECT_EQ(u"a", W(m.ExtractMessage(0)));
+  EXPECT_TRUE(A::IsNull(m.ExtractMessage(7)));
+}

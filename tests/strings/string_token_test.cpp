@@ -1,0 +1,334 @@
+// CKZStringToken: splitting, lookup, removal, joining, copying and the
+// growth of its storage.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "strings/internal/test_access.h"
+#include "strings/internal/token_test_access.h"
+#include "test_support.h"
+
+using A = CKZStringTestAccess;
+using T = CKZStringTokenTestAccess;
+using kztest::W;
+
+namespace {
+
+// Wide text from UTF-16 literals.
+const WCHAR* U(const char16_t* text) {
+  return reinterpret_cast<const WCHAR*>(text);
+}
+
+std::vector<std::u16string> Tokens(const CKZStringToken& list) {
+  std::vector<std::u16string> out;
+  for (ULONG i = 0; i < list.GetCount(); ++i) {
+    out.push_back(W(list.GetNthToken(i)));
+  }
+  return out;
+}
+
+CKZStringToken ListOf(const char16_t* text) {
+  CKZStringToken list;
+  EXPECT_EQ(S_OK, list.AddTokens(U(text)));
+  return list;
+}
+
+enum class Delim { kDefault, kNull, kGiven };
+
+}  // namespace
+
+// Fault: the splitter loses or invents tokens at the edges (leading,
+// trailing and repeated separators), treats a longer delimiter as one
+// text instead of a set of units, or reads a null delimiter. Every call
+// returns S_OK.
+TEST(StringTokenSplit, SplitsInTheMannerOfWcstok) {
+  struct Row {
+    const char* name;
+    Delim delim;
+    const char16_t* delimiter;
+    const char16_t* text;  // nullptr: a null string
+    std::vector<std::u16string> tokens;
+  } rows[] = {
+      {"three", Delim::kDefault, nullptr, u"a,b,c", {u"a", u"b", u"c"}},
+      {"edges and runs", Delim::kDefault, nullptr, u",,a,,b,,", {u"a", u"b"}},
+      {"no separator", Delim::kDefault, nullptr, u"a", {u"a"}},
+      {"empty text", Delim::kDefault, nullptr, u"", {}},
+      {"null text", Delim::kDefault, nullptr, nullptr, {}},
+      {"separators only", Delim::kDefault, nullptr, u",,,", {}},
+      {"blank is a token", Delim::kDefault, nullptr, u" , ", {u" ", u" "}},
+      {"two-unit set", Delim::kGiven, u",;", u"a;b,c", {u"a", u"b", u"c"}},
+      {"two-unit set, mixed run",
+       Delim::kGiven,
+       u",;",
+       u";,a,;,b;",
+       {u"a", u"b"}},
+      {"set above 255",
+       Delim::kGiven,
+       u"\u3001,",
+       u"\u65e5\u3001\u672c,x",
+       {u"\u65e5", u"\u672c", u"x"}},
+      {"long token",
+       Delim::kDefault,
+       nullptr,
+       u"abcdefghijklmnopqrstuvwxyz0123456789,z",
+       {u"abcdefghijklmnopqrstuvwxyz0123456789", u"z"}},
+      {"empty delimiter", Delim::kGiven, u"", u"a,b", {u"a,b"}},
+      {"null delimiter", Delim::kNull, nullptr, u"a,b", {u"a,b"}},
+      {"null delimiter, empty text", Delim::kNull, nullptr, u"", {}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZStringToken list;
+    if (row.delim == Delim::kNull) list.SetDelimiter(CKZString());
+    if (row.delim == Delim::kGiven) list.SetDelimiter(U(row.delimiter));
+    const CKZString text =
+        row.text == nullptr ? CKZString() : CKZString(U(row.text));
+    EXPECT_EQ(S_OK, list.AddTokens(text));
+    EXPECT_EQ(row.tokens, Tokens(list));
+    EXPECT_EQ(row.tokens.size(), list.GetCount());
+  }
+}
+
+// Fault: the split writes into the argument's block (as wcstok on the
+// text itself would), so the argument or a value sharing its block loses
+// text after the first separator, or a token shares the argument's block.
+// Each token is a wide-only block of its own.
+TEST(StringTokenSplit, ArgumentAndItsSharersStayWhole) {
+  const kztest::MultibyteSample sample = kztest::Sample();
+  // In the single-byte locale each byte of the sample is a unit of its own.
+  const std::u16string wide = W(CKZString(sample.bytes));
+  std::string mbs = std::string(",") + sample.bytes + ",x,";
+  CKZString text(mbs.c_str());
+  CKZString sharer = text;
+  CKZStringToken list;
+  EXPECT_EQ(S_OK, list.AddTokens(text));
+  ASSERT_EQ(2u, list.GetCount());
+  EXPECT_EQ(wide, W(list.GetNthToken(0)));
+  EXPECT_EQ(u"x", W(list.GetNthToken(1)));
+  EXPECT_EQ(2u, A::RefCount(text));
+  EXPECT_EQ(mbs, kztest::M(text));
+  EXPECT_EQ(mbs, kztest::M(sharer));
+  EXPECT_EQ(u"," + wide + u",x,", W(sharer));
+  for (ULONG i = 0; i < list.GetCount(); ++i) {
+    const CKZString token = list.GetNthToken(i);
+    EXPECT_NE(A::Block(text), A::Block(token));
+    EXPECT_TRUE(A::HasWide(token));
+    EXPECT_FALSE(A::HasMbs(token));
+  }
+}
+
+// Fault: a second AddTokens clears the list, or drops tokens that are
+// already there. The same text twice gives every token twice, in order.
+TEST(StringTokenSplit, AddingAgainAppends) {
+  CKZStringToken list = ListOf(u"a,b");
+  EXPECT_EQ(S_OK, list.AddTokens(U(u"b,a")));
+  EXPECT_EQ(S_OK, list.AddTokens(U(u"a,b")));
+  EXPECT_EQ((std::vector<std::u16string>{u"a", u"b", u"b", u"a", u"a", u"b"}),
+            Tokens(list));
+}
+
+// Fault: the delimiter of a new list is shared between lists, is wide, or
+// is missing. It is the multibyte text "," in a block of its own.
+TEST(StringTokenList, NewListIsEmptyWithCommaDelimiter) {
+  CKZStringToken first;
+  CKZStringToken second;
+  EXPECT_EQ(0u, first.GetCount());
+  EXPECT_EQ(0u, T::Room(first));
+  EXPECT_TRUE(A::IsNull(first.GetTokensList()));
+  const CKZString& delimiter = T::Delimiter(first);
+  EXPECT_TRUE(A::HasMbs(delimiter));
+  EXPECT_FALSE(A::HasWide(delimiter));
+  EXPECT_EQ(",", kztest::M(first.GetDelimiter()));
+  EXPECT_NE(A::Block(delimiter), A::Block(T::Delimiter(second)));
+  EXPECT_TRUE(A::IsNull(first.GetNthToken(0)));
+}
+
+// Fault: lookups ignore case, match a null argument, or stop short of the
+// last token; removal takes out a later duplicate first, takes out all of
+// them, or copies text instead of moving blocks forward.
+TEST(StringTokenList, RemoveTakesTheFirstMatchAndMovesTheRestForward) {
+  CKZStringToken list = ListOf(u"a,b,a,c");
+  const CKZStringBlock* b = A::Block(list.GetNthToken(1));
+  const CKZStringBlock* secondA = A::Block(list.GetNthToken(2));
+  const CKZStringBlock* c = A::Block(list.GetNthToken(3));
+  EXPECT_TRUE(list.IsInList(U(u"c")));
+  EXPECT_FALSE(list.IsInList(U(u"A")));
+  EXPECT_FALSE(list.IsInList(CKZString()));
+  EXPECT_EQ(S_FALSE, list.RemoveToken(U(u"A")));
+  EXPECT_EQ(S_FALSE, list.RemoveToken(CKZString()));
+  EXPECT_EQ(S_OK, list.RemoveToken("a"));  // multibyte argument
+  EXPECT_EQ((std::vector<std::u16string>{u"b", u"a", u"c"}), Tokens(list));
+  EXPECT_EQ(b, A::Block(list.GetNthToken(0)));
+  EXPECT_EQ(secondA, A::Block(list.GetNthToken(1)));
+  EXPECT_EQ(c, A::Block(list.GetNthToken(2)));
+  EXPECT_EQ(S_OK, list.RemoveToken(U(u"a")));
+  EXPECT_EQ(S_FALSE, list.RemoveToken(U(u"a")));
+  EXPECT_EQ((std::vector<std::u16string>{u"b", u"c"}), Tokens(list));
+  EXPECT_EQ(4u, T::Room(list));  // room never shrinks
+  EXPECT_EQ(S_OK, list.RemoveToken(U(u"b")));
+  EXPECT_EQ(S_OK, list.RemoveToken(U(u"c")));
+  EXPECT_EQ(0u, list.GetCount());
+  EXPECT_FALSE(list.IsInList(U(u"c")));
+  EXPECT_TRUE(A::IsNull(list.GetTokensList()));
+}
+
+// Fault: the join puts the delimiter at the end, takes off the whole
+// delimiter instead of one unit, or misses a token. With an empty or null
+// delimiter the tokens run together less the last unit.
+TEST(StringTokenList, JoinTakesOffOneUnit) {
+  struct Row {
+    const char* name;
+    Delim delim;
+    const char16_t* delimiter;
+    const char16_t* tokens;  // split at ','
+    const char16_t* joined;  // nullptr: a null string
+  } rows[] = {
+      {"comma", Delim::kDefault, nullptr, u"a,bc,d", u"a,bc,d"},
+      {"one token", Delim::kDefault, nullptr, u"abc", u"abc"},
+      {"one unit", Delim::kDefault, nullptr, u"a", u"a"},
+      {"two units", Delim::kGiven, u";;", u"a,b", u"a;;b;"},
+      {"above 255", Delim::kGiven, u"\u3001", u"x,\u65e5", u"x\u3001\u65e5"},
+      {"empty", Delim::kGiven, u"", u"ab,cd", u"abc"},
+      {"empty, one unit", Delim::kGiven, u"", u"a", nullptr},
+      {"null", Delim::kNull, nullptr, u"ab,cd", u"abc"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZStringToken list = ListOf(row.tokens);
+    if (row.delim == Delim::kNull) list.SetDelimiter(CKZString());
+    if (row.delim == Delim::kGiven) list.SetDelimiter(U(row.delimiter));
+    const CKZString joined = list.GetTokensList();
+    EXPECT_EQ(row.joined == nullptr ? u"(null)" : row.joined, W(joined));
+    if (row.joined != nullptr) {
+      EXPECT_EQ(1u, A::RefCount(joined));
+    }
+  }
+}
+
+// Fault: a joined text with a longer delimiter doesn't split back into the
+// tokens, or SetDelimiter rewrites the tokens instead of the join.
+TEST(StringTokenList, JoinedTextSplitsBackAndDelimiterChangesOnlyTheJoin) {
+  CKZStringToken list = ListOf(u"one,two,three");
+  list.SetDelimiter(U(u";;"));
+  EXPECT_EQ((std::vector<std::u16string>{u"one", u"two", u"three"}),
+            Tokens(list));
+  const CKZString joined = list.GetTokensList();
+  EXPECT_EQ(u"one;;two;;three;", W(joined));
+  CKZStringToken again;
+  again.SetDelimiter(list.GetDelimiter());
+  EXPECT_EQ(A::Block(T::Delimiter(list)), A::Block(T::Delimiter(again)));
+  EXPECT_EQ(S_OK, again.AddTokens(joined));
+  EXPECT_EQ(Tokens(list), Tokens(again));
+}
+
+// Fault: a token handed out is the list's own storage, so editing it
+// edits the list.
+TEST(StringTokenList, EditingAHandedOutTokenLeavesTheList) {
+  CKZStringToken list = ListOf(u"abc,def");
+  CKZString token = list.GetNthToken(0);
+  EXPECT_EQ(2u, A::RefCount(token));
+  token.MakeUpperCase();
+  token += OLESTR("!");
+  EXPECT_EQ(u"ABC!", W(token));
+  EXPECT_EQ((std::vector<std::u16string>{u"abc", u"def"}), Tokens(list));
+}
+
+// Fault: room grows by one instead of doubling, starts above 1, or shrinks;
+// a copy gets the source's room instead of exactly its count.
+TEST(StringTokenList, RoomDoublesFromOneAndCopiesFit) {
+  CKZStringToken list;
+  const ULONG rooms[] = {1, 2, 4, 4, 8, 8, 8, 8, 16};
+  for (ULONG room : rooms) {
+    EXPECT_EQ(S_OK, list.AddTokens(U(u"t")));
+    EXPECT_EQ(room, T::Room(list)) << "count " << list.GetCount();
+  }
+  EXPECT_EQ(S_OK, list.AddTokens(U(u"a,b,c,d,e,f,g,h")));  // 17 tokens
+  EXPECT_EQ(32u, T::Room(list));
+  const CKZStringToken copy(list);
+  EXPECT_EQ(17u, T::Room(copy));
+  EXPECT_EQ(Tokens(list), Tokens(copy));
+  for (ULONG i = 0; i < copy.GetCount(); ++i) {
+    EXPECT_EQ(A::Block(list.GetNthToken(i)), A::Block(copy.GetNthToken(i)));
+  }
+  EXPECT_EQ(A::Block(T::Delimiter(list)), A::Block(T::Delimiter(copy)));
+  const CKZStringToken empty;
+  const CKZStringToken emptyCopy(empty);
+  EXPECT_EQ(0u, T::Room(emptyCopy));
+  EXPECT_EQ(0u, emptyCopy.GetCount());
+}
+
+// Fault: assignment leaves surplus tokens, drops the source's extra ones,
+// reallocates when the room suffices, keeps the old delimiter, or copies
+// text. Each row assigns a source to a target of another length and room.
+TEST(StringTokenList, AssignmentSharesEveryTokenAndKeepsRoomThatSuffices) {
+  struct Row {
+    const char* name;
+    const char16_t* target;
+    const char16_t* source;
+    ULONG room;  // the target's room afterwards
+    bool sameStorage;
+  } rows[] = {
+      {"longer into room enough", u"a,b,c", u"w,x,y,z", 4, true},
+      {"shorter into longer", u"a,b,c,d,e", u"x,y", 8, true},
+      {"equal length", u"a,b", u"x,y", 2, true},
+      {"empty source", u"a,b", u"", 2, true},
+      {"longer than the room", u"a,b", u"t,u,v,w,x,y,z", 7, false},
+      {"into an empty list", u"", u"x", 1, false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZStringToken target = ListOf(row.target);
+    CKZStringToken source = ListOf(row.source);
+    source.SetDelimiter(U(u"|"));
+    const void* storage = T::Storage(target);
+    target = source;
+    EXPECT_EQ(source.GetCount(), target.GetCount());
+    EXPECT_EQ(Tokens(source), Tokens(target));
+    EXPECT_EQ(row.room, T::Room(target));
+    EXPECT_EQ(row.sameStorage, storage == T::Storage(target));
+    EXPECT_EQ(A::Block(T::Delimiter(source)), A::Block(T::Delimiter(target)));
+    for (ULONG i = 0; i < source.GetCount(); ++i) {
+      EXPECT_EQ(A::Block(source.GetNthToken(i)),
+                A::Block(target.GetNthToken(i)));
+    }
+  }
+}
+
+// Fault: self-assignment releases the tokens before taking them again.
+TEST(StringTokenList, SelfAssignmentChangesNothing) {
+  CKZStringToken list = ListOf(u"a,b,c");
+  const CKZStringBlock* first = A::Block(list.GetNthToken(0));
+  CKZStringToken& same = list;
+  list = same;
+  EXPECT_EQ((std::vector<std::u16string>{u"a", u"b", u"c"}), Tokens(list));
+  EXPECT_EQ(first, A::Block(list.GetNthToken(0)));
+  EXPECT_EQ(4u, T::Room(list));
+}
+
+// Fault: a token's buffer, which lies in its block's own allocation, is
+// freed or grown as if it were a buffer of its own (a double free, a
+// realloc of memory that malloc never handed out), or loses its text when
+// it moves out. A token that its holder owns alone is edited in place.
+TEST(StringTokenList, TokenBufferMovesOutOfItsBlockWhenItGrows) {
+  CKZStringToken list = ListOf(u"abc,de");
+  CKZString token = list.GetNthToken(0);
+  EXPECT_EQ(S_OK, list.RemoveToken(token));
+  ASSERT_EQ(1u, A::RefCount(token));
+  EXPECT_EQ(3u, A::Capacity(token));
+  const CKZStringBlock* block = A::Block(token);
+  const int inRecord = A::WideKind(token);
+  EXPECT_NE(CKZStringBlock::AllocCRT, inRecord);
+  token.TruncateRight(1);  // within its room: stays where it is
+  EXPECT_EQ(inRecord, A::WideKind(token));
+  const KZAllocCounters before = KZGetAllocCounters();
+  token += OLESTR("xyz");
+  const KZAllocCounters after = KZGetAllocCounters();
+  EXPECT_EQ(u"abxyz", W(token));
+  EXPECT_EQ(block, A::Block(token));
+  EXPECT_EQ(CKZStringBlock::AllocCRT, A::WideKind(token));
+  EXPECT_EQ(before.crtFree, after.crtFree);
+  token += OLESTR("0123456789");  // and grows as any buffer from then on
+  EXPECT_EQ(u"abxyz0123456789", W(token));
+  EXPECT_EQ("abxyz0123456789", kztest::M(token));
+}
