@@ -502,6 +502,22 @@ TEST(Format, FloatingPoint) {
        "[0x1.0000000000000     p+0]", 27},
       {"a left, long precision", "[%-.20a]", ARGS(1.0),
        "[0x1.0000000000000p+0       ]", 29},
+      {"e negative precision", "%.*e", ARGS(-3, -4.024669e+103), "-0.e+103", 8},
+      {"e negative precision past a block", "%.*e", ARGS(-5, -4.024669e+103),
+       "-0.e+104", 8},
+      {"e negative precision, full block up", "%.*e", ARGS(-2, 0.6), "1.e+000",
+       7},
+      {"g negative precision, width", "[%14.*g]", ARGS(-2, 1.0),
+       "[              0.]", 18},
+      {"g negative precision, fixed form", "%.*g", ARGS(-2, 0.0006), "0", 1},
+      {"g negative precision, alternate", "%#.*g", ARGS(-2, 0.0006), "0.0", 3},
+      {"f negative precision", "%.*f", ARGS(-2, 123456.789), "123500.", 7},
+      {"f negative precision pads", "%.*f", ARGS(-10, 123456.789), "  0000000.",
+       10},
+      {"e INT_MIN precision, width", "[%14.*e]", ARGS(INT_MIN, 1.0),
+       "[ 1.e+000]", 10},
+      {"e INT_MIN precision, left", "[%-14.*e]", ARGS(INT_MIN, 1.0),
+       "[1.e+000]", 9},
   };
   CheckAll(rows, sizeof rows / sizeof rows[0]);
 }
@@ -558,6 +574,13 @@ TEST(Format, InfinityAndNaN) {
       {"a negative nan", "%a", ARGS(kNegativeNaN), "-0x1.#IND000000000p+0", 21},
       {"a precision 1", "%.1a", ARGS(kInf), "0x1.$p+0", 8},
       {"a zero", "[%020a]", ARGS(kInf), "[0x1.#INF000000000p+0]", 22},
+      {"e negative precision", "%.*e", ARGS(-2, kInf), "1.#INFe+000", 11},
+      {"e left negative precision", "[%-14.*e]", ARGS(-2, kInf),
+       "[1.#INF        e+000]", 21},
+      {"a negative precision", "%.*a", ARGS(-2, kInf), "0x1.#INFp+0", 11},
+      {"f INT_MIN precision", "%.*f", ARGS(INT_MIN, kInf), "", -1, kBoth,
+       kAnyLocale, kDontCount},
+      {"g INT_MIN precision", "%.*g", ARGS(INT_MIN, kInf), "1.#INF", 6},
   };
   CheckAll(rows, sizeof rows / sizeof rows[0]);
 }
