@@ -27,7 +27,7 @@ struct Mapping {
 };
 
 bool ParseUnit(const kztest::Field& field, std::uint16_t* unit) {
-  std::int64_t value;
+  std::int64_t value = 0;
   if (field.quoted || field.bare.size() != 4 ||
       !kztest::ParseInteger("0x" + field.bare, &value)) {
     return false;
@@ -38,7 +38,7 @@ bool ParseUnit(const kztest::Field& field, std::uint16_t* unit) {
 
 // "unit lower upper": fills the unit's entry in `table`.
 bool ParseMapping(const kztest::Line& line, std::vector<Mapping>* table) {
-  std::uint16_t unit, lower, upper;
+  std::uint16_t unit = 0, lower = 0, upper = 0;
   if (line.fields.size() != 3 || !ParseUnit(line.fields[0], &unit) ||
       !ParseUnit(line.fields[1], &lower) ||
       !ParseUnit(line.fields[2], &upper)) {
@@ -56,8 +56,8 @@ bool ParseCompare(const kztest::Line& line, std::string* name,
                   std::basic_string<Unit>* b, int* sign) {
   kztest::Fields fields(line);
   std::u16string text[3];
-  const kztest::Field* field;
-  std::int64_t value;
+  const kztest::Field* field = nullptr;
+  std::int64_t value = 0;
   if (!fields.Text(&text[0]) || !fields.Take(&field)) return false;
   if (field->quoted || !kztest::ParseLocales(field->bare, locales)) {
     return fields.Fail("expected the locales");

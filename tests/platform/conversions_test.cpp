@@ -51,7 +51,7 @@ bool ParseRow(const kztest::Line& line, Row* row) {
   kztest::Fields fields(line);
   row->where = line.where;
   std::u16string name;
-  const kztest::Field* field;
+  const kztest::Field* field = nullptr;
   if (!fields.Text(&name) || !fields.Take(&field)) return false;
   row->where += " " + std::string(name.begin(), name.end());
   if (field->quoted || !kztest::ParseLocales(field->bare, &row->locales)) {
@@ -64,7 +64,7 @@ bool ParseRow(const kztest::Line& line, Row* row) {
   }
   row->source = field->text;
   const kztest::Field* room = fields.Peek();
-  std::int64_t n;
+  std::int64_t n = 0;
   if (room != nullptr && !room->quoted && room->bare == "nodst") {
     fields.Take(&room);
     row->room = kNoDst;

@@ -156,7 +156,7 @@ bool Fields::Take(const Field** field) {
 }
 
 bool Fields::Text(std::u16string* text) {
-  const Field* field;
+  const Field* field = nullptr;
   if (!Take(&field)) return false;
   if (!field->quoted || !field->bare.empty()) return Fail("expected a string");
   *text = field->text;
@@ -175,7 +175,7 @@ bool Fields::Bytes(std::string* bytes) {
 }
 
 bool Fields::Integer(std::int64_t min, std::int64_t max, std::int64_t* value) {
-  const Field* field;
+  const Field* field = nullptr;
   if (!Take(&field)) return false;
   if (field->quoted || !ParseInteger(field->bare, value)) {
     return Fail("expected an integer");
@@ -185,7 +185,7 @@ bool Fields::Integer(std::int64_t min, std::int64_t max, std::int64_t* value) {
 }
 
 bool Fields::Expect(const char* word) {
-  const Field* field;
+  const Field* field = nullptr;
   if (!Take(&field)) return false;
   if (field->quoted || field->bare != word) {
     return Fail(std::string("expected ") + word);

@@ -193,7 +193,7 @@ bool ParseRow(const kztest::Line& line, Row* row) {
   std::u16string name;
   if (!fields.Text(&name)) return false;
   row->name.assign(name.begin(), name.end());
-  const kztest::Field* field;
+  const kztest::Field* field = nullptr;
   if (!fields.Take(&field)) return false;
   row->nullFormat = !field->quoted && field->bare == "null";
   if (!row->nullFormat && (!field->quoted || !field->bare.empty())) {
@@ -208,7 +208,7 @@ bool ParseRow(const kztest::Line& line, Row* row) {
     row->args.push_back(spec);
   }
   if (row->args.size() > kMaxArguments) return fields.Fail("too many args");
-  std::int64_t result;
+  std::int64_t result = 0;
   if (!fields.Integer(-1, INT_MAX, &result) || !fields.Text(&row->text)) {
     return false;
   }
