@@ -4,6 +4,8 @@
 #   dev     native build (-Werror) and its tests
 #   asan    native build under AddressSanitizer and UBSan, and its tests
 #   mingw   Windows build (-Werror), its tests run under Wine
+#   release native optimised build (-Werror), the build users ship, and its
+#           tests
 #   bench   release build of the benchmarks, run once briefly: every case's
 #           result check must pass; timings never fail it
 # Each build stage configures, builds and runs CTest with the preset of the
@@ -20,7 +22,7 @@ cd "$root"
 
 jobs=${KZ_JOBS:-2}
 export WINEDEBUG=${WINEDEBUG:--all}
-all_stages=(format dev asan mingw bench)
+all_stages=(format dev asan mingw release bench)
 if [[ $# -gt 0 ]]; then
   stages=("$@")
 else
@@ -28,9 +30,9 @@ else
 fi
 for stage in "${stages[@]}"; do
   case $stage in
-    format | dev | asan | mingw | bench) ;;
+    format | dev | asan | mingw | release | bench) ;;
     *)
-      echo "usage: $0 [format|dev|asan|mingw|bench]..." >&2
+      echo "usage: $0 [format|dev|asan|mingw|release|bench]..." >&2
       exit 2
       ;;
   esac
