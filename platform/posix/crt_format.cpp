@@ -9,7 +9,7 @@
 // whatever its width or precision, allocates or writes beyond it.
 //
 // Where msvcrt differs from C (each case has a row in
-// tests/platform/format_test.cpp that passes against both):
+// tests/platform/data/format.txt that passes against both):
 // - An unknown conversion prints nothing and the letter itself becomes plain
 //   text: "%y" gives "y"; in "%5%d" the second '%' starts a new directive.
 // - Sizes: "hh" is "h"; "L", "F", "N" are ignored, so "%Ld" takes an int;
@@ -130,7 +130,7 @@ struct Directive {
   bool alternate = false;
   char sign = 0;  // '+' or ' ' from the flags; '-' for a negative value
   int64_t width = 0;
-  int precision = -1;  // -1: none; other negative values stay (see Floating)
+  int precision = -1;  // -1: none; other negatives stay (see DecimalForm)
   bool is64 = false;   // ll, I64, j; or I, z, t before an integer conversion
   char size = 0;       // 'h' or 'l', whichever came last
   bool wideFlag = false;
@@ -1050,8 +1050,8 @@ namespace platform {
 //          null format, a %S text the locale can't convert or a field too
 //          wide for an int
 // NOTES    %s is 8-bit text, %S 16-bit text through platform::wcstombs. The
-//          table in tests/platform/format_test.cpp holds msvcrt's answers and
-//          passes on both builds.
+//          rows of tests/platform/data/format.txt hold msvcrt's answers and
+//          pass on both builds.
 int _vsnprintf(char* buffer, std::size_t limit, const char* format,
                va_list args) {
   return Format(buffer, limit, format, args);
