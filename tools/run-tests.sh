@@ -4,6 +4,8 @@
 #   dev     native build (-Werror) and its tests
 #   asan    native build under AddressSanitizer and UBSan, and its tests
 #   mingw   Windows build (-Werror), its tests run under Wine
+#   release native optimised build (-Werror), the build users ship, and its
+#           tests
 #   tsan    native build under ThreadSanitizer of the test programs, and the
 #           catalog tests (threads fetching against threads that close)
 #   bench   release build of the benchmarks, run once briefly: every case's
@@ -22,7 +24,7 @@ cd "$root"
 
 jobs=${KZ_JOBS:-2}
 export WINEDEBUG=${WINEDEBUG:--all}
-all_stages=(format dev asan tsan mingw bench)
+all_stages=(format dev asan mingw release tsan bench)
 if [[ $# -gt 0 ]]; then
   stages=("$@")
 else
@@ -30,9 +32,9 @@ else
 fi
 for stage in "${stages[@]}"; do
   case $stage in
-    format | dev | asan | tsan | mingw | bench) ;;
+    format | dev | asan | mingw | release | tsan | bench) ;;
     *)
-      echo "usage: $0 [format|dev|asan|tsan|mingw|bench]..." >&2
+      echo "usage: $0 [format|dev|asan|mingw|release|tsan|bench]..." >&2
       exit 2
       ;;
   esac

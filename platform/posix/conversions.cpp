@@ -277,8 +277,8 @@ namespace platform {
 // NOTES    As the Windows run-time: the C locale maps each byte to the unit of
 //          the same value; a terminator is written when the whole text and
 //          it fit in n; bytes past the n-th unit are not looked at. A surrogate
-//          pair that would not fit whole is not begun.
-//          tests/platform/conversions_test.cpp.
+//          pair that would not fit whole is not begun. The rows of
+//          tests/platform/data/conversions.txt show it on both builds.
 std::size_t mbstowcs(WCHAR* dst, const char* src, std::size_t n) {
   return ToWide(dst, src, n, false);
 }

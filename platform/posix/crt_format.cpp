@@ -9,7 +9,7 @@
 // whatever its width or precision, allocates or writes beyond it.
 //
 // Where msvcrt differs from C (each case has a row in
-// tests/platform/format_test.cpp that passes against both):
+// tests/platform/data/format.txt that passes against both):
 // - An unknown conversion prints nothing and the letter itself becomes plain
 //   text: "%y" gives "y"; in "%5%d" the second '%' starts a new directive.
 // - Sizes: "hh" is "h"; "L", "F", "N" are ignored, so "%Ld" takes an int;
@@ -38,8 +38,12 @@
 //   for %hn); a null pointer is skipped rather than written through.
 // - A field wider than msvcrt can lay out for an integer (width or precision
 //   within 10 of INT_MAX) fails the call, in the counting functions too.
-// Deliberate difference: a negative precision given through "*" counts as no
-// precision, as C says; msvcrt prints odd text for floating point there.
+// - A negative precision (from "*", or digits that wrap) is none for text,
+//   characters, integers and %a. For %e, %f and %g msvcrt keeps it: "%.*e"
+//   with -3 of 1.5 is "0.e+000", and the field is counted short by it (see
+//   DecimalForm); infinities and NaNs lose the tail of zeros (see Special).
+// Deliberate difference: a count beyond INT_MAX is -1 from the counting
+// functions too, where msvcrt returns whatever its int wrapped to.
 #include <cfloat>
 #include <climits>
 #include <clocale>
@@ -126,7 +130,7 @@ struct Directive {
   bool alternate = false;
   char sign = 0;  // '+' or ' ' from the flags; '-' for a negative value
   int64_t width = 0;
-  int precision = -1;  // -1: none
+  int precision = -1;  // -1: none; other negatives stay (see DecimalForm)
   bool is64 = false;   // ll, I64, j; or I, z, t before an integer conversion
   char size = 0;       // 'h' or 'l', whichever came last
   bool wideFlag = false;
@@ -144,6 +148,9 @@ int WrapToInt(uint32_t value) {
   return value > static_cast<uint32_t>(INT_MAX)
              ? static_cast<int>(static_cast<int64_t>(value) - 0x100000000LL)
              : static_cast<int>(value);
+}
+int WrapToInt(int64_t value) {
+  return WrapToInt(static_cast<uint32_t>(static_cast<uint64_t>(value)));
 }
 
 char DecimalPoint() {
@@ -334,6 +341,38 @@ void Round(Digits* d, int64_t keep) {
   }
 }
 
+// Rounds to `keep` significant digits as msvcrt does when a negative
+// precision puts that place at or before the first digit (keep <= 0). It
+// rounds in blocks of nine digits aligned on the decimal point: within the
+// first digit's block the value becomes zero and the point stays where it
+// was; past that block it becomes 0, or 1 when the place lies in the block
+// just above and the first block is full and starts at 5 or more, and the
+// point moves up one place either way (wherever the block above starts).
+// `keep` comes from int arithmetic and its distance to the first block
+// wraps like it: a distance that wraps leaves the value unrounded.
+void RoundBeforeTheDigits(Digits* d, int keep) {
+  if (keep > 0) {
+    Round(d, keep);
+    return;
+  }
+  int64_t firstPlace = d->point - 1;
+  int lead = static_cast<int>((firstPlace % 9 + 9) % 9) + 1;
+  int distance = WrapToInt(static_cast<int64_t>(lead) - keep);
+  if (distance < 0) return;
+  if (distance < 9) {
+    if (keep == 0) {
+      Round(d, 0);
+    } else {
+      d->count = 0;
+    }
+    return;
+  }
+  bool up = distance < 18 && lead == 9 && d->digits[0] >= '5';
+  d->digits[0] = up ? '1' : '0';
+  d->count = 1;
+  ++d->point;
+}
+
 // Digit at position `index` of the significant digits, zero outside them.
 char DigitAt(const Digits& d, int64_t index) {
   return index >= 0 && index < d.count ? d.digits[index] : '0';
@@ -421,7 +460,9 @@ class Formatter {
         }
         precision = WrapToInt(digits);
       }
-      d->precision = precision < 0 ? -1 : precision;
+      // Kept as it is: -1 means none, and msvcrt lays out floating point by
+      // any other negative value.
+      d->precision = precision;
     }
     for (;; ++p) {
       if (*p == 'l' && p[1] == 'l') {
@@ -497,14 +538,24 @@ class Formatter {
     return other != kWide;
   }
 
+  // Units of padding for a field of `width` around a body of `length`. A
+  // negative precision makes msvcrt count a floating-point body short, even
+  // below zero; where width - length then overflows its int, msvcrt as Wine
+  // builds it writes one unit of padding before the body and none after it.
+  static int64_t PadCount(int64_t width, int64_t length, bool before) {
+    int64_t n = width - length;
+    if (n > kMaxCount) return before ? 1 : 0;
+    return n;
+  }
+
   // Sign, then zeros or spaces, before a body of `length` units; spaces after
   // it when left-aligned. `sign` is 0 for conversions that take none.
   bool PadBefore(int64_t width, int64_t length, char sign, bool zero,
                  bool left) {
     if (sign != 0) --width;
     if (sign != 0 && zero && !out_.Put(static_cast<Unit>(sign))) return false;
-    if (!left &&
-        !out_.Repeat(static_cast<Unit>(zero ? '0' : ' '), width - length)) {
+    if (!left && !out_.Repeat(static_cast<Unit>(zero ? '0' : ' '),
+                              PadCount(width, length, true))) {
       return false;
     }
     if (sign != 0 && !zero && !out_.Put(static_cast<Unit>(sign))) return false;
@@ -512,7 +563,8 @@ class Formatter {
   }
   bool PadAfter(int64_t width, int64_t length, char sign, bool left) {
     if (sign != 0) --width;
-    return !left || out_.Repeat(static_cast<Unit>(' '), width - length);
+    return !left ||
+           out_.Repeat(static_cast<Unit>(' '), PadCount(width, length, false));
   }
   bool Field(const Directive& d, const char* ascii, int64_t length, char sign) {
     return PadBefore(d.width, length, sign, d.zero, d.left) &&
@@ -729,8 +781,10 @@ class Formatter {
     char c = d.conversion;
     bool hex = c == 'a' || c == 'A';
     bool general = c == 'g' || c == 'G';
-    int64_t precision = d.precision;
-    if (general) --precision;
+    // msvcrt's int arithmetic, wrapping included: %g of a precision of
+    // INT_MIN counts as INT_MAX here.
+    int precision = d.precision;
+    if (general) precision = WrapToInt(static_cast<int64_t>(precision) - 1);
 
     if (hex && d.zero) {
       // Sign and "0x" go before the zeros.
@@ -768,7 +822,7 @@ class Formatter {
     int64_t tailLength = static_cast<int64_t>(std::strlen(tail));
     int64_t zeros = general && !d.alternate ? tagLength : precision;
     if (zeros == -1 && !general) zeros = hex ? 13 : 6;
-    int64_t tailWidth = zeros + tailLength - tagLength;
+    int tailWidth = WrapToInt(zeros + tailLength - tagLength);
     if (tailWidth > 0) d.width -= tailWidth;
 
     return BodyAndTail(d, body, bodyLength, tail, tailLength, tailWidth);
@@ -853,25 +907,44 @@ class Formatter {
   }
 
   // %f, %e and %g from the exact digits.
+  //
+  // A negative precision other than -1 (which is none) is msvcrt's own case:
+  // the rounding place moves before the digits (see RoundBeforeTheDigits),
+  // the point is shown with no digit after it, and the field counts the
+  // body as that many units shorter than it is. %g then takes the fixed form
+  // only for a point within [-3, precision], and omits an exponent of zero.
   bool DecimalForm(Directive d, double value) {
     Digits digits;
     ToDigits(value, &digits);
     char c = d.conversion;
-    int64_t precision = d.precision < 0 ? 6 : d.precision;
     bool fixed = c == 'f';
+    bool general = c == 'g' || c == 'G';
     bool trim = false;
-    if (c == 'g' || c == 'G') {
+    bool showExponent = !fixed;
+    int64_t precision = d.precision == -1 ? 6 : d.precision;
+    if (precision < 0) {
+      int64_t keep = precision + (fixed ? digits.point : (general ? 0 : 1));
+      RoundBeforeTheDigits(&digits, WrapToInt(keep));
+      if (general) {
+        fixed = digits.point >= -3 && digits.point <= precision;
+        if (fixed) precision -= digits.point;
+        showExponent = !fixed && digits.point != 1;
+      }
+    } else if (general) {
       if (precision == 0) precision = 1;
       Round(&digits, precision);
       int64_t exponent = digits.point - 1;
       fixed = exponent < precision && exponent >= -4;
       precision = fixed ? precision - 1 - exponent : precision - 1;
-      trim = !d.alternate;
-      c = c == 'g' ? 'e' : 'E';
+      showExponent = !fixed;
     } else if (fixed) {
       Round(&digits, digits.point + precision);
     } else {
       Round(&digits, precision + 1);
+    }
+    if (general) {
+      trim = !d.alternate;
+      c = c == 'g' ? 'e' : 'E';
     }
     if (digits.count == 0) {
       // Rounded away: zero, with the point where the digits began.
@@ -884,16 +957,16 @@ class Formatter {
     if (trim) {
       int64_t last = digits.count;
       while (last > 0 && digits.digits[last - 1] == '0') --last;
-      int64_t needed = last - first;
+      int64_t needed = last == 0 ? 0 : last - first;
       if (needed < 0) needed = 0;
       if (precision > needed) precision = needed;
     }
-    bool point = precision > 0 || d.alternate;
+    bool point = precision != 0 || d.alternate;
     int64_t exponent = digits.point - 1;
 
     char exponentText[8];
     int exponentLength = 0;
-    if (!fixed) {
+    if (showExponent) {
       exponentText[exponentLength++] = c;
       exponentText[exponentLength++] = exponent < 0 ? '-' : '+';
       int64_t magnitude = exponent < 0 ? -exponent : exponent;
@@ -920,7 +993,9 @@ class Formatter {
     }
     if (point && !out_.Put(static_cast<Unit>(DecimalPoint()))) return false;
     int64_t from = fixed ? digits.point : 1;
-    if (!PutDigits(digits, from, from + precision)) return false;
+    if (precision > 0 && !PutDigits(digits, from, from + precision)) {
+      return false;
+    }
     return out_.PutAscii(exponentText, exponentLength) &&
            PadAfter(d.width, length, sign, d.left);
   }
@@ -975,8 +1050,8 @@ namespace platform {
 //          null format, a %S text the locale can't convert or a field too
 //          wide for an int
 // NOTES    %s is 8-bit text, %S 16-bit text through platform::wcstombs. The
-//          table in tests/platform/format_test.cpp holds msvcrt's answers and
-//          passes on both builds.
+//          rows of tests/platform/data/format.txt hold msvcrt's answers and
+//          pass on both builds.
 int _vsnprintf(char* buffer, std::size_t limit, const char* format,
                va_list args) {
   return Format(buffer, limit, format, args);

@@ -1,225 +1,158 @@
-// Case mapping of 16-bit units and the case-folding comparisons. Expected
-// values are those of the Windows run-time under Wine; the same tables run
-// in both builds, keyed on the locale where the locale decides.
+// Case mapping of 16-bit units and the case-folding comparisons against
+// data/casemap.txt, recorded from the Windows run-time under Wine. Natively
+// the rows check platform/posix/casemap_table.inc and its lookup, in the
+// Windows build the run-time itself, so a table that drifts from Windows
+// fails on one build or the other.
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "platform/platform.h"
 
+#include "data_file.h"
 #include "locale_kind.h"
 #include "test_support.h"
 
 namespace {
 
-namespace generated {
-#include "platform/posix/casemap_table.inc"
-}  // namespace generated
-
 using kztest::CurrentLocaleKind;
 using kztest::LocaleKind;
 using kztest::Sign;
 
-bool CLocale() { return CurrentLocaleKind() == LocaleKind::kC; }
+struct Mapping {
+  std::uint16_t lower;
+  std::uint16_t upper;
+};
 
-// The generated runs read the slow way, independently of the lookup that
-// the POSIX build does with them.
-template <std::size_t N>
-unsigned ByRuns(const generated::CaseRun (&runs)[N], unsigned unit) {
-  for (const generated::CaseRun& run : runs) {
-    if (unit >= run.first && unit <= run.last &&
-        (unit - run.first) % run.stride == 0) {
-      return (unit + run.delta) & 0xFFFF;
-    }
+bool ParseUnit(const kztest::Field& field, std::uint16_t* unit) {
+  std::int64_t value = 0;
+  if (field.quoted || field.bare.size() != 4 ||
+      !kztest::ParseInteger("0x" + field.bare, &value)) {
+    return false;
   }
-  return unit;
+  *unit = static_cast<std::uint16_t>(value);
+  return true;
 }
 
-// Every unit maps as expected. In the C locale only ASCII letters change:
-// catches a fallback on a full table, or an ASCII mapping off by one at A,
-// Z, a or z. In any other locale the generated table decides: in the
-// Windows build this holds the checked-in table against the run-time
-// itself, so a stale table fails; natively it checks the table lookup.
-TEST(CaseMapping, EveryUnitMapsAsExpected) {
-  const bool c = CLocale();
+// "unit lower upper": fills the unit's entry in `table`.
+bool ParseMapping(const kztest::Line& line, std::vector<Mapping>* table) {
+  std::uint16_t unit = 0, lower = 0, upper = 0;
+  if (line.fields.size() != 3 || !ParseUnit(line.fields[0], &unit) ||
+      !ParseUnit(line.fields[1], &lower) ||
+      !ParseUnit(line.fields[2], &upper)) {
+    ADD_FAILURE() << line.where << ": expected unit lower upper in hex";
+    return false;
+  }
+  (*table)[unit] = {lower, upper};
+  return true;
+}
+
+// "name locales a b => sign", a and b as bytes or as units.
+template <typename Unit>
+bool ParseCompare(const kztest::Line& line, std::string* name,
+                  unsigned* locales, std::basic_string<Unit>* a,
+                  std::basic_string<Unit>* b, int* sign) {
+  kztest::Fields fields(line);
+  std::u16string text[3];
+  const kztest::Field* field = nullptr;
+  std::int64_t value = 0;
+  if (!fields.Text(&text[0]) || !fields.Take(&field)) return false;
+  if (field->quoted || !kztest::ParseLocales(field->bare, locales)) {
+    return fields.Fail("expected the locales");
+  }
+  if (!fields.Text(&text[1]) || !fields.Text(&text[2]) ||
+      !fields.Expect("=>") || !fields.Integer(-1, 1, &value)) {
+    return false;
+  }
+  if (!fields.AtEnd()) return fields.Fail("text after the row");
+  name->assign(text[0].begin(), text[0].end());
+  for (int i = 1; i <= 2; ++i) {
+    std::basic_string<Unit>& out = i == 1 ? *a : *b;
+    for (char16_t unit : text[i]) {
+      if (sizeof(Unit) == 1 && unit > 0xFF) return fields.Fail("not a byte");
+      out.push_back(static_cast<Unit>(unit));
+    }
+  }
+  *sign = static_cast<int>(value);
+  return true;
+}
+
+// Every unit maps as recorded: in the C locale only the ASCII letters
+// change, in the multibyte one the full table applies, and every unit the
+// file leaves out maps to itself. Catches a wrong or missing entry of the
+// table (the letters Windows leaves alone, such as U+00B5, U+0130, U+01C5,
+// U+03C2 and U+212A; pairs whose halves are far apart, such as U+00FF and
+// U+0178), a fallback on the C library's tables, and a C locale that maps
+// more than ASCII. Then _stricmp and _wcsicmp on the rows of the current
+// locale: the order of '[', '_' and letters, signed bytes in C, and which
+// units fold where.
+TEST(CaseMapping, RecordedTables) {
+  std::vector<kztest::Line> lines;
+  ASSERT_TRUE(kztest::ReadDataFile("casemap.txt", &lines));
+  const bool c = CurrentLocaleKind() == LocaleKind::kC;
+  // [0]: the C locale, [1]: any other.
+  std::vector<Mapping> tables[2];
+  int mapped[2] = {0, 0};
+  for (std::vector<Mapping>& table : tables) {
+    for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
+      table.push_back(
+          {static_cast<std::uint16_t>(unit), static_cast<std::uint16_t>(unit)});
+    }
+  }
+  std::string section;
+  int compared = 0;
+  for (const kztest::Line& line : lines) {
+    const kztest::Field& first = line.fields[0];
+    if (line.fields.size() == 1 && !first.quoted && first.bare.size() > 2 &&
+        first.bare.front() == '[' && first.bare.back() == ']') {
+      section = first.bare.substr(1, first.bare.size() - 2);
+      continue;
+    }
+    std::string name;
+    unsigned locales = 0;
+    int sign = 0;
+    if (section == "mapping:C" || section == "mapping:other") {
+      const int which = section == "mapping:C" ? 0 : 1;
+      if (ParseMapping(line, &tables[which])) ++mapped[which];
+    } else if (section == "_stricmp") {
+      std::string a, b;
+      if (ParseCompare(line, &name, &locales, &a, &b, &sign) &&
+          kztest::InCurrentLocale(locales)) {
+        ++compared;
+        EXPECT_EQ(sign, Sign(platform::_stricmp(a.c_str(), b.c_str())))
+            << line.where << " " << name;
+      }
+    } else if (section == "_wcsicmp") {
+      std::basic_string<WCHAR> a, b;
+      if (ParseCompare(line, &name, &locales, &a, &b, &sign) &&
+          kztest::InCurrentLocale(locales)) {
+        ++compared;
+        EXPECT_EQ(sign, Sign(platform::_wcsicmp(a.c_str(), b.c_str())))
+            << line.where << " " << name;
+      }
+    } else {
+      ADD_FAILURE() << line.where << ": row outside a known [section]";
+    }
+  }
+  // 52 ASCII letters in C, some 2300 units elsewhere.
+  EXPECT_EQ(52, mapped[0]) << "mapping rows went missing";
+  EXPECT_GE(mapped[1], 2000) << "mapping rows went missing";
+  EXPECT_GE(compared, 20) << "comparison rows went missing";
+
+  const std::vector<Mapping>& table = tables[c ? 0 : 1];
   int wrong = 0;
-  for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
+  for (unsigned unit = 0; unit <= 0xFFFF && wrong <= 10; ++unit) {
     const WCHAR w = static_cast<WCHAR>(unit);
-    const bool upperAscii = unit >= 'A' && unit <= 'Z';
-    const bool lowerAscii = unit >= 'a' && unit <= 'z';
-    const unsigned lower = !c           ? ByRuns(generated::kLowerRuns, unit)
-                           : upperAscii ? unit + 32
-                                        : unit;
-    const unsigned upper = !c           ? ByRuns(generated::kUpperRuns, unit)
-                           : lowerAscii ? unit - 32
-                                        : unit;
-    if (platform::towlower(w) != lower || platform::towupper(w) != upper) {
-      ADD_FAILURE() << std::hex << "U+" << unit << " lower "
-                    << unsigned{platform::towlower(w)} << " (want " << lower
-                    << ") upper " << unsigned{platform::towupper(w)}
-                    << " (want " << upper << ")";
-      if (++wrong > 10) break;
+    const unsigned lower = platform::towlower(w);
+    const unsigned upper = platform::towupper(w);
+    if (lower != table[unit].lower || upper != table[unit].upper) {
+      ++wrong;
+      ADD_FAILURE() << std::hex << "U+" << unit << " lower " << lower
+                    << " (want " << table[unit].lower << ") upper " << upper
+                    << " (want " << table[unit].upper << ")";
     }
-  }
-}
-
-// Named units whose mapping a table from another source gets wrong: the
-// letters Windows leaves alone (U+00B5, U+0130, U+01C5, U+03C2, U+212A,
-// ...), pairs whose two halves are far apart (U+00FF/U+0178, U+2C65/U+023A),
-// and units without case at the ends of the range.
-TEST(CaseMapping, NamedUnits) {
-  struct Row {
-    const char* name;
-    WCHAR unit;
-    WCHAR lowerC, upperC;          // in the C locale
-    WCHAR lowerOther, upperOther;  // in any other locale
-  } rows[] = {
-      {"zero", 0x0000, 0x0000, 0x0000, 0x0000, 0x0000},
-      {"A", 'A', 'a', 'A', 'a', 'A'},
-      {"z", 'z', 'z', 'Z', 'z', 'Z'},
-      {"[ after Z", '[', '[', '[', '[', '['},
-      {"@ before A", '@', '@', '@', '@', '@'},
-      {"e acute", 0x00E9, 0x00E9, 0x00E9, 0x00E9, 0x00C9},
-      {"E acute", 0x00C9, 0x00C9, 0x00C9, 0x00E9, 0x00C9},
-      {"y diaeresis", 0x00FF, 0x00FF, 0x00FF, 0x00FF, 0x0178},
-      {"Y diaeresis", 0x0178, 0x0178, 0x0178, 0x00FF, 0x0178},
-      {"micro sign", 0x00B5, 0x00B5, 0x00B5, 0x00B5, 0x00B5},
-      {"sharp s", 0x00DF, 0x00DF, 0x00DF, 0x00DF, 0x00DF},
-      {"capital sharp s", 0x1E9E, 0x1E9E, 0x1E9E, 0x1E9E, 0x1E9E},
-      {"I with dot", 0x0130, 0x0130, 0x0130, 0x0130, 0x0130},
-      {"dotless i", 0x0131, 0x0131, 0x0131, 0x0131, 0x0131},
-      {"DZ caron", 0x01C4, 0x01C4, 0x01C4, 0x01C6, 0x01C4},
-      {"Dz caron (title case)", 0x01C5, 0x01C5, 0x01C5, 0x01C5, 0x01C5},
-      {"dz caron", 0x01C6, 0x01C6, 0x01C6, 0x01C6, 0x01C4},
-      {"final sigma", 0x03C2, 0x03C2, 0x03C2, 0x03C2, 0x03C2},
-      {"capital sigma", 0x03A3, 0x03A3, 0x03A3, 0x03C3, 0x03A3},
-      {"Cyrillic IE grave", 0x0400, 0x0400, 0x0400, 0x0450, 0x0400},
-      {"Georgian An", 0x10A0, 0x10A0, 0x10A0, 0x2D00, 0x10A0},
-      {"Cherokee small ye", 0x13F8, 0x13F8, 0x13F8, 0x13F8, 0x13F0},
-      {"Cherokee small a", 0xAB70, 0xAB70, 0xAB70, 0xAB70, 0x13A0},
-      {"Greek alpha psili prosgegrammeni", 0x1F88, 0x1F88, 0x1F88, 0x1F80,
-       0x1F88},
-      {"Kelvin sign", 0x212A, 0x212A, 0x212A, 0x212A, 0x212A},
-      {"Ohm sign", 0x2126, 0x2126, 0x2126, 0x2126, 0x2126},
-      {"Roman numeral one", 0x2160, 0x2160, 0x2160, 0x2170, 0x2160},
-      {"circled A", 0x24B6, 0x24B6, 0x24B6, 0x24D0, 0x24B6},
-      {"a with stroke", 0x2C65, 0x2C65, 0x2C65, 0x2C65, 0x023A},
-      {"A with stroke", 0x023A, 0x023A, 0x023A, 0x2C65, 0x023A},
-      {"Cyrillic big yus", 0xA64A, 0xA64A, 0xA64A, 0xA64B, 0xA64A},
-      {"fullwidth A", 0xFF21, 0xFF21, 0xFF21, 0xFF41, 0xFF21},
-      {"fullwidth a", 0xFF41, 0xFF41, 0xFF41, 0xFF41, 0xFF21},
-      {"high surrogate", 0xD801, 0xD801, 0xD801, 0xD801, 0xD801},
-      {"low surrogate", 0xDC00, 0xDC00, 0xDC00, 0xDC00, 0xDC00},
-      {"last unit", 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF},
-  };
-  const bool c = CLocale();
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(c ? row.lowerC : row.lowerOther, platform::towlower(row.unit));
-    EXPECT_EQ(c ? row.upperC : row.upperOther, platform::towupper(row.unit));
-  }
-}
-
-// _stricmp: folding to lower (not upper) case decides the order of '[', '_'
-// and letters; a shorter text sorts first. The same in every locale.
-TEST(CaseFoldCompare, StricmpAsciiRows) {
-  struct Row {
-    const char* name;
-    const char* a;
-    const char* b;
-    int sign;
-  } rows[] = {
-      {"equal but for case", "Hello World", "hELLO wORLD", 0},
-      {"letters in order", "a", "B", -1},
-      {"letters reversed", "B", "a", 1},
-      {"bracket sorts before lower a", "[", "A", -1},
-      {"underscore sorts before lower a", "_", "a", -1},
-      {"at sign sorts before a", "@", "a", -1},
-      {"prefix first", "ab", "ABC", -1},
-      {"longer last", "ABC", "ab", 1},
-      {"both empty", "", "", 0},
-      {"empty first", "", "a", -1},
-      {"digits unchanged", "1", "A", -1},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(row.sign, Sign(platform::_stricmp(row.a, row.b)));
-  }
-}
-
-// Bytes 0x80 and up, keyed on the locale. In the C locale the Windows
-// run-time compares them as signed chars and folds none of them, so they sort
-// before ASCII and even before the terminator. In UTF-8 they are parts of
-// characters: unsigned and never folded. (Code page 932 under Wine folds lead
-// bytes and half-width katakana in ways that follow no character meaning; no
-// row relies on more than that equal bytes stay equal.)
-TEST(CaseFoldCompare, StricmpHighBytes) {
-  struct Row {
-    const char* name;
-    LocaleKind kind;
-    const char* a;
-    const char* b;
-    int sign;
-  } rows[] = {
-      {"0x80 sorts before a", LocaleKind::kC, "\x80", "a", -1},
-      {"a sorts after 0x80", LocaleKind::kC, "a", "\x80", 1},
-      {"0xC0 sorts before z", LocaleKind::kC, "z", "\xC0", 1},
-      {"empty sorts after 0x80", LocaleKind::kC, "", "\x80", 1},
-      {"E acute is not folded", LocaleKind::kC, "\xC9", "\xE9", -1},
-      {"0xFF after 0x80", LocaleKind::kC, "\xFF", "\x80", 1},
-      {"lead byte after a", LocaleKind::kUtf8, "\xC3\xA9", "a", 1},
-      {"empty before a lead byte", LocaleKind::kUtf8, "", "\xC3\xA9", -1},
-      {"E acute is not folded", LocaleKind::kUtf8, "\xC3\x89", "\xC3\xA9", -1},
-      {"fullwidth A is not folded", LocaleKind::kUtf8, "\xEF\xBC\xA1",
-       "\xEF\xBD\x81", -1},
-      {"ASCII folds beside high bytes", LocaleKind::kUtf8, "\xC3\xA9X",
-       "\xC3\xA9x", 0},
-      {"ASCII folds beside double bytes", LocaleKind::kCp932, "\x93\xFAX",
-       "\x93\xFAx", 0},
-  };
-  const LocaleKind kind = CurrentLocaleKind();
-  int ran = 0;
-  for (const Row& row : rows) {
-    if (row.kind != kind) continue;
-    SCOPED_TRACE(row.name);
-    ++ran;
-    EXPECT_EQ(row.sign, Sign(platform::_stricmp(row.a, row.b)));
-  }
-  if (ran == 0) GTEST_SKIP() << "no rows for " << kztest::KindName(kind);
-}
-
-// _wcsicmp folds 16-bit units with towlower: only ASCII in the C locale,
-// the full table elsewhere; units compare unsigned, so surrogates and U+FFFF
-// sort after ASCII.
-TEST(CaseFoldCompare, WcsicmpRows) {
-  struct Row {
-    const char* name;
-    const char16_t* a;
-    const char16_t* b;
-    int signC;
-    int signOther;
-  } rows[] = {
-      {"equal but for case", u"Hello", u"hELLO", 0, 0},
-      {"bracket before a", u"[", u"A", -1, -1},
-      {"underscore before a", u"_", u"a", -1, -1},
-      {"prefix first", u"ab", u"ABC", -1, -1},
-      {"E acute folds outside C", u"\u00C9", u"\u00E9", -1, 0},
-      {"A macron folds outside C", u"\u0100", u"\u0101", -1, 0},
-      {"Y diaeresis folds outside C", u"\u0178", u"\u00FF", 1, 0},
-      {"fullwidth A folds outside C", u"\uFF21", u"\uFF41", -1, 0},
-      {"e acute before A macron", u"\u00E9", u"\u0100", -1, -1},
-      {"I with dot never folds", u"\u0130", u"i", 1, 1},
-      {"Kelvin sign never folds", u"\u212A", u"k", 1, 1},
-      {"surrogate after a", u"\xD801", u"a", 1, 1},
-      {"last unit after a", u"\xFFFF", u"a", 1, 1},
-      {"a before last unit", u"a", u"\xFFFF", -1, -1},
-  };
-  const bool c = CLocale();
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const WCHAR* a = reinterpret_cast<const WCHAR*>(row.a);
-    const WCHAR* b = reinterpret_cast<const WCHAR*>(row.b);
-    EXPECT_EQ(c ? row.signC : row.signOther, Sign(platform::_wcsicmp(a, b)));
   }
 }
 

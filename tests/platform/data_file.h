@@ -1,0 +1,75 @@
+// Recorded tables kept as text files under tests/platform/data/, read the
+// same way natively and in the Windows build under Wine.
+//
+// A file is a list of lines of fields separated by blanks; '#' starts a
+// comment line. A field is bare text (42, i:-1, null, =>) or a string in
+// double quotes, possibly after a bare prefix (s:"abc"). Inside quotes,
+// \xHH is the unit 0xHH, \uHHHH the unit 0xHHHH, and \\, \" and \0 stand
+// for themselves; everything else must be printable ASCII, so that a file
+// says exactly which bytes or units it means.
+//
+// Nothing here skips: a missing, empty or malformed file, or a field that
+// does not parse, fails the running test.
+#ifndef KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
+#define KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kztest {
+
+struct Field {
+  std::string bare;  // the text outside quotes: all of a bare field
+  bool quoted = false;
+  std::u16string text;  // the quoted part, one element per unit
+};
+
+struct Line {
+  std::string where;  // "file:line", for failure messages
+  std::vector<Field> fields;
+};
+
+// The lines of data/<name> that hold fields. Adds a failure and returns
+// false when the file can't be read, holds no line, or a line is malformed.
+bool ReadDataFile(const std::string& name, std::vector<Line>* lines);
+
+// Walks one line's fields. Each getter adds a failure naming the line and
+// returns false when the field is missing or doesn't parse; a row that
+// failed is dropped by its test.
+class Fields {
+ public:
+  explicit Fields(const Line& line) : line_(line) {}
+
+  bool AtEnd() const { return next_ >= line_.fields.size(); }
+  // The next field without taking it, or nullptr at the end.
+  const Field* Peek() const { return AtEnd() ? nullptr : &line_.fields[next_]; }
+  bool Take(const Field** field);
+  // A quoted string.
+  bool Text(std::u16string* text);
+  // A quoted string whose units are all bytes.
+  bool Bytes(std::string* bytes);
+  // A bare decimal or 0x-hex integer within [min, max].
+  bool Integer(std::int64_t min, std::int64_t max, std::int64_t* value);
+  // The bare word `word`.
+  bool Expect(const char* word);
+  // Adds a failure about this line; returns false.
+  bool Fail(const std::string& message) const;
+
+ private:
+  const Line& line_;
+  std::size_t next_ = 0;
+};
+
+// A bare integer, decimal or 0x-hex, with an optional '-'.
+bool ParseInteger(const std::string& text, std::int64_t* value);
+
+// Which of the test locales a row holds in: "any", "mb" (the multibyte
+// one, whichever it is), or a comma list of C, utf8 and cp932.
+bool ParseLocales(const std::string& text, unsigned* locales);
+// Whether the process runs in one of `locales`.
+bool InCurrentLocale(unsigned locales);
+
+}  // namespace kztest
+
+#endif  // KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
