@@ -156,7 +156,7 @@ TEST_F(StringTable, NoTableNoText) {
 // States), then the lowest language id. A reader that takes the first block
 // in the file, or matches the primary language alone (fr_CA picking fr_FR),
 // fails a row.
-TEST(StringTableLanguage, ChoiceFollowsTheUsersLanguage) {
+TEST(PerProcessLanguage, StringTableChoice) {
   const char* locale = std::getenv("KZ_TEST_USER_LOCALE");
   if (locale == nullptr) GTEST_SKIP() << "run by CTest with LC_ALL set";
   struct Row {

@@ -6,9 +6,10 @@
 #include <cstring>
 #include <string>
 
-#include "strings/internal/test_access.h"
-#include "strings/string_forms.h"
+#include "strings/string_test_util.h"
 #include "test_support.h"
+
+namespace {
 
 using A = CKZStringTestAccess;
 using kztest::FormsOf;
@@ -16,80 +17,58 @@ using kztest::M;
 using kztest::Make;
 using kztest::W;
 
-namespace {
-
 using Edit = void (*)(CKZString&);
 
-struct EditRow {
-  const char* name;
-  Edit edit;
-  const char16_t* expected;
-};
-
-// Every edit of "Hello World" that changes its text.
-const EditRow kEdits[] = {
-    {"lower", [](CKZString& s) { s.MakeLowerCase(); }, u"hello world"},
-    {"upper", [](CKZString& s) { s.MakeUpperCase(); }, u"HELLO WORLD"},
-    {"truncate left", [](CKZString& s) { s.TruncateLeft(6); }, u"World"},
-    {"truncate right", [](CKZString& s) { s.TruncateRight(6); }, u"Hello"},
-    {"set at", [](CKZString& s) { EXPECT_TRUE(s.SetAt(0, 'J')); },
-     u"Jello World"},
-};
-
-}  // namespace
-
-// Fault: an edit writes into a block that another value shares. The other
-// sharer must keep its block, its text and both its forms; the edited value
-// ends up alone in a wide-only block.
-TEST(StringUnshare, EditLeavesTheOtherSharerAlone) {
-  for (const EditRow& row : kEdits) {
-    SCOPED_TRACE(row.name);
-    CKZString a = Make("Hello World", kztest::kBothForms);
-    CKZString b = a;
-    const CKZStringBlock* shared = A::Block(a);
-    row.edit(b);
-    EXPECT_EQ(shared, A::Block(a));
-    EXPECT_EQ(1u, A::RefCount(a));
-    EXPECT_EQ(kztest::kBothForms, FormsOf(a));
-    EXPECT_EQ("Hello World", M(a));
-    EXPECT_EQ(u"Hello World", W(a));
-    EXPECT_NE(shared, A::Block(b));
-    EXPECT_EQ(1u, A::RefCount(b));
-    EXPECT_EQ(kztest::kWideOnly, FormsOf(b));
-    EXPECT_EQ(row.expected, W(b));
-  }
-}
-
-// Fault: unsharing a multibyte-only value builds the wide form only in the
-// new block, so the sharers pay the conversion again. The shared block gains
-// the wide form for everybody.
-TEST(StringUnshare, SharedMultibyteBlockGainsTheWideForm) {
-  CKZString a = Make("Hello", kztest::kMbsOnly);
-  CKZString b = a;
-  b.MakeUpperCase();
-  EXPECT_EQ(kztest::kBothForms, FormsOf(a));
-  EXPECT_EQ("Hello", M(a));
-  EXPECT_EQ(u"HELLO", W(b));
-}
-
-// Fault: a sole owner is copied instead of edited in place. The block, the
-// wide buffer and the capacity stay; nothing is allocated.
-TEST(StringUnshare, SoleOwnerIsEditedInPlace) {
-  for (const EditRow& row : kEdits) {
-    SCOPED_TRACE(row.name);
-    CKZString s = Make("Hello World", kztest::kWideOnly);
-    const CKZStringBlock* block = A::Block(s);
-    const WCHAR* buffer = A::WideBuffer(s);
-    const std::uint32_t capacity = A::Capacity(s);
-    const KZAllocCounters before = KZGetAllocCounters();
-    row.edit(s);
-    const KZAllocCounters after = KZGetAllocCounters();
-    EXPECT_EQ(block, A::Block(s));
-    EXPECT_EQ(buffer, A::WideBuffer(s));
-    EXPECT_EQ(capacity, A::Capacity(s));
-    EXPECT_EQ(before.crtGrow, after.crtGrow);
-    EXPECT_EQ(before.crtFree, after.crtFree);
-    EXPECT_EQ(row.expected, W(s));
+// Faults: an edit writes into a block that another value shares, or the
+// sharers lose a form (the shared block gains the wide form that unsharing
+// built, for everybody); a sole owner is copied instead of edited in place.
+// The edited value ends up in a wide-only block of its own; a sole owner
+// keeps its block, buffer and capacity and allocates nothing.
+TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
+  struct Row {
+    const char* name;
+    Edit edit;
+    const char16_t* expected;
+  } rows[] = {
+      {"lower", [](CKZString& s) { s.MakeLowerCase(); }, u"hello world"},
+      {"upper", [](CKZString& s) { s.MakeUpperCase(); }, u"HELLO WORLD"},
+      {"truncate left", [](CKZString& s) { s.TruncateLeft(6); }, u"World"},
+      {"truncate right", [](CKZString& s) { s.TruncateRight(6); }, u"Hello"},
+      {"set at", [](CKZString& s) { EXPECT_TRUE(s.SetAt(0, 'J')); },
+       u"Jello World"},
+  };
+  for (const Row& row : rows) {
+    {
+      SCOPED_TRACE(std::string(row.name) + ", shared");
+      const CKZString a = Make("Hello World", kztest::kMbsOnly);
+      CKZString b = a;
+      const CKZStringBlock* shared = A::Block(a);
+      row.edit(b);
+      EXPECT_EQ(shared, A::Block(a));
+      EXPECT_EQ(1u, A::RefCount(a));
+      EXPECT_EQ(kztest::kBothForms, FormsOf(a));
+      EXPECT_EQ("Hello World", M(A::MbsBuffer(a)));
+      EXPECT_EQ(u"Hello World", W(A::WideBuffer(a)));
+      EXPECT_NE(shared, A::Block(b));
+      EXPECT_EQ(1u, A::RefCount(b));
+      EXPECT_EQ(kztest::kWideOnly, FormsOf(b));
+      EXPECT_EQ(row.expected, W(b));
+    }
+    {
+      SCOPED_TRACE(std::string(row.name) + ", sole owner");
+      CKZString s = Make("Hello World", kztest::kWideOnly);
+      const CKZStringBlock* block = A::Block(s);
+      const WCHAR* buffer = A::WideBuffer(s);
+      const std::uint32_t capacity = A::Capacity(s);
+      kztest::AllocCounts counts;
+      row.edit(s);
+      EXPECT_EQ(block, A::Block(s));
+      EXPECT_EQ(buffer, A::WideBuffer(s));
+      EXPECT_EQ(capacity, A::Capacity(s));
+      EXPECT_EQ(0u, counts.CrtGrow());
+      EXPECT_EQ(0u, counts.Crt());
+      EXPECT_EQ(row.expected, W(s));
+    }
   }
 }
 
@@ -98,29 +77,21 @@ TEST(StringUnshare, SoleOwnerIsEditedInPlace) {
 // from the COM task allocator goes back there; the wide form built from it
 // (malloc) stays.
 TEST(StringUnshare, SoleOwnerDropsTheMultibyteFormByItsAllocator) {
-  struct Row {
-    const char* name;
-    bool ole;
-  } rows[] = {{"malloc", false}, {"task allocator", true}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (bool ole : {false, true}) {
+    SCOPED_TRACE(ole ? "task allocator" : "malloc");
     CKZString s;
-    if (row.ole) {
-      char* buffer = static_cast<char*>(CoTaskMemAlloc(6));
-      std::memcpy(buffer, "Hello", 6);
-      s.Attach_OLE(buffer);
+    if (ole) {
+      s.Attach_OLE(kztest::OleMbs("Hello"));
     } else {
       s = "Hello";
     }
-    static_cast<void>(static_cast<const WCHAR*>(s));
-    const WCHAR* wide = A::WideBuffer(s);
-    const KZAllocCounters before = KZGetAllocCounters();
+    const WCHAR* wide = s;
+    kztest::AllocCounts counts;
     s.MakeUpperCase();
-    const KZAllocCounters after = KZGetAllocCounters();
     EXPECT_EQ(kztest::kWideOnly, FormsOf(s));
     EXPECT_EQ(wide, A::WideBuffer(s));
-    EXPECT_EQ(row.ole ? 1u : 0u, after.oleFree - before.oleFree);
-    EXPECT_EQ(row.ole ? 0u : 1u, after.crtFree - before.crtFree);
+    EXPECT_EQ(ole ? 1u : 0u, counts.Ole());
+    EXPECT_EQ(ole ? 0u : 1u, counts.Crt());
     EXPECT_EQ("HELLO", M(s));
   }
 }
@@ -128,8 +99,7 @@ TEST(StringUnshare, SoleOwnerDropsTheMultibyteFormByItsAllocator) {
 // Fault: the block made by unsharing copies the capacity of the block it
 // copies instead of taking it from the capacity rule.
 TEST(StringUnshare, CopyTakesItsCapacityFromTheRule) {
-  if (!kztest::DefaultBlockSize())
-    GTEST_SKIP() << "written for a block size of 64";
+  ASSERT_TRUE(kztest::DefaultBlockSize());
   CKZString a(OLESTR("abc"));
   for (int i = 0; i < 70; ++i) a += OLESTR('x');
   ASSERT_EQ(128u, A::Capacity(a));
@@ -194,8 +164,8 @@ TEST(StringTruncate, Table) {
       const std::u16string expected(row.expected);
       if (row.count != 0) {
         EXPECT_EQ(kztest::kWideOnly, FormsOf(s));
-        if (!shared) {
-          EXPECT_EQ(capacity, A::Capacity(s));  // no memory given back
+        if (!shared) {  // nothing given back
+          EXPECT_EQ(capacity, A::Capacity(s));
         }
       } else {
         EXPECT_EQ(forms, FormsOf(s));
@@ -210,19 +180,14 @@ TEST(StringTruncate, Table) {
   }
 }
 
-namespace {
-
-enum Outcome { kNull, kShares, kOwnBlock };
-enum Cut { kLeft, kRight, kSubString };
-
-}  // namespace
-
 // Faults: a cut that should share copies (or the reverse), a cut that gives
 // empty where null is due (or the reverse), a count that is not clamped at
 // the end, or start + count wrapping around 32 bits; a const cut changes the
 // source's text or drops its multibyte form (its only trace is the wide
 // form, built on the shared block and kept).
 TEST(StringCut, Table) {
+  enum Outcome { kNull, kShares, kOwnBlock };
+  enum Cut { kLeft, kRight, kSubString };
   struct CutRow {
     const char* name;
     const char* text;  // nullptr: null string
@@ -298,55 +263,47 @@ TEST(StringCut, Table) {
 }
 
 // Faults: SetAt accepts the terminator's place or a position past the end,
-// or unshares although it refuses.
+// unshares although it refuses, or refuses a zero unit, which changes no
+// length (the multibyte form built afterwards ends at it).
 TEST(StringSetAt, Table) {
   struct Row {
     const char* name;
     const char* text;
     ULONG position;
+    WCHAR unit;
     bool stored;
-    const char16_t* expected;
+    const char* expected;  // as the multibyte form reads
   } rows[] = {
-      {"first", "abc", 0, true, u"Xbc"},
-      {"last", "abc", 2, true, u"abX"},
-      {"at length", "abc", 3, false, u"abc"},
-      {"far past", "abc", 0xFFFFFFFFu, false, u"abc"},
-      {"empty", "", 0, false, u""},
-      {"null", nullptr, 0, false, nullptr},
+      {"first", "abc", 0, 'X', true, "Xbc"},
+      {"last", "abc", 2, 'X', true, "abX"},
+      {"zero unit", "abc", 1, 0, true, "a"},
+      {"at length", "abc", 3, 'X', false, "abc"},
+      {"far past", "abc", 0xFFFFFFFFu, 'X', false, "abc"},
+      {"empty", "", 0, 'X', false, ""},
+      {"null", nullptr, 0, 'X', false, "(null)"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     CKZString s = Make(row.text, kztest::kBothForms);
     CKZString other = s;
-    EXPECT_EQ(row.stored, s.SetAt(row.position, 'X'));
-    if (!row.stored && row.text != nullptr) {
+    EXPECT_EQ(row.stored, s.SetAt(row.position, row.unit));
+    if (!row.stored) {
       EXPECT_EQ(A::Block(other), A::Block(s));  // refused: still shared
-      EXPECT_EQ(kztest::kBothForms, FormsOf(s));
-    }
-    if (row.expected == nullptr) {
-      EXPECT_TRUE(A::IsNull(s));
     } else {
-      EXPECT_EQ(row.expected, W(s));
+      EXPECT_EQ(kztest::kWideOnly, FormsOf(s));
+      EXPECT_EQ(row.unit, A::WideBuffer(s)[row.position]);
     }
+    EXPECT_EQ(row.text == nullptr ? 0u : std::strlen(row.text), s.Length());
+    EXPECT_EQ(row.expected, M(s));
+    EXPECT_EQ(std::strlen(row.expected) * (row.text != nullptr),
+              s.MbsLength());
   }
 }
 
-// Fault: a zero unit changes the length or is refused. Length keeps counting
-// past it; the multibyte form built afterwards ends at it.
-TEST(StringSetAt, ZeroUnitIsStoredLikeAnyOther) {
-  CKZString s = Make("abc", kztest::kBothForms);
-  EXPECT_TRUE(s.SetAt(1, 0));
-  EXPECT_EQ(3u, s.Length());
-  EXPECT_EQ(0, A::WideBuffer(s)[1]);
-  EXPECT_EQ('c', A::WideBuffer(s)[2]);
-  EXPECT_EQ("a", M(s));
-  EXPECT_EQ(1u, s.MbsLength());
-  EXPECT_EQ(3u, s.Length());
-}
-
 // Faults: case mapping goes beyond ASCII in the C locale, misses non-ASCII
-// letters in the multibyte locale, or changes the length. Expected values
-// are those of the Windows run-time (run under Wine) and of our POSIX layer.
+// letters in the multibyte locale, changes the length, turns an empty value
+// into null or leaves a stale multibyte form. Expected values are those of
+// the Windows run-time (run under Wine) and of our POSIX layer.
 TEST(StringCase, Table) {
   const bool mb = kztest::MultibyteLocale();
   struct Row {
@@ -373,20 +330,12 @@ TEST(StringCase, Table) {
     upper.MakeUpperCase();
     EXPECT_EQ(mb ? row.mbUpper : row.upper, W(upper));
     CKZString lower(text);
+    static_cast<void>(static_cast<const char*>(lower));  // both forms
     lower.MakeLowerCase();
     EXPECT_EQ(mb ? row.mbLower : row.lower, W(lower));
+    EXPECT_EQ(kztest::kWideOnly, FormsOf(lower));
     EXPECT_EQ(std::u16string(row.text).size(), lower.Length());
   }
-}
-
-// Fault: case mapping turns an empty value into null or leaves it a stale
-// multibyte form (text values: SoleOwnerDropsTheMultibyteFormByItsAllocator).
-TEST(StringCase, MultibyteFormIsRebuiltFromTheEditedText) {
-  CKZString empty = Make("", kztest::kBothForms);
-  empty.MakeLowerCase();
-  EXPECT_FALSE(A::IsNull(empty));
-  EXPECT_EQ(kztest::kWideOnly, FormsOf(empty));
-  EXPECT_EQ(u"", W(empty));
   CKZString null;
   null.MakeUpperCase();
   EXPECT_TRUE(A::IsNull(null));
@@ -399,12 +348,8 @@ TEST(StringCase, StopsAtAZeroUnitInside) {
   ASSERT_TRUE(s.SetAt(2, 0));
   s.MakeUpperCase();
   ASSERT_EQ(5u, s.Length());
-  const WCHAR* units = A::WideBuffer(s);
-  EXPECT_EQ('A', units[0]);
-  EXPECT_EQ('B', units[1]);
-  EXPECT_EQ(0, units[2]);
-  EXPECT_EQ('c', units[3]);
-  EXPECT_EQ('d', units[4]);
+  EXPECT_EQ(kztest::Units({'A', 'B', 0, 'c', 'd'}),
+            kztest::WString(A::WideBuffer(s), 5));
 }
 
 // Fault: an edit of a multibyte-only text with zero bytes inside, in a
@@ -441,11 +386,11 @@ TEST(StringZeroBytesInside, EditsStayInsideTheWideForm) {
       if (shared) other = s;
       row.edit(s);
       ASSERT_EQ(row.length, s.Length());
-      const WCHAR* units = A::WideBuffer(s);
-      for (ULONG i = 0; i < row.length; ++i) {
-        EXPECT_EQ(static_cast<WCHAR>(row.units[i]), units[i]) << "unit " << i;
-      }
-      EXPECT_EQ(0, units[row.length]);
+      EXPECT_EQ(kztest::Widen(std::string(row.units, row.length)),
+                kztest::WString(A::WideBuffer(s), row.length));
+      EXPECT_EQ(0, A::WideBuffer(s)[row.length]);
     }
   }
 }
+
+}  // namespace
