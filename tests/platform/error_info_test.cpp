@@ -13,11 +13,6 @@
 
 namespace {
 
-// An interface that the object doesn't answer (IDispatch's id).
-const GUID kOtherIid = {
-    0x00020400, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-const GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
-
 // A non-null pointer that is never followed: shows an output left alone.
 IErrorInfo* Untouched() {
   static int marker;
@@ -45,8 +40,7 @@ IErrorInfo* Take() {
   return GetErrorInfo(0, &info) == S_OK ? info : nullptr;
 }
 
-// The references to an object besides the caller's one: AddRef's answer
-// less that one and AddRef's own.
+// The references to an object besides the caller's one.
 ULONG OtherRefs(IUnknown* object) {
   ULONG count = object->AddRef();
   object->Release();
@@ -125,6 +119,7 @@ TEST(ErrorInfo, TextFieldsRoundTrip) {
 // whole (a truncated context or a GUID copied by address fails). Null
 // out-pointers are refused with E_INVALIDARG, never written through.
 TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
+  const GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
@@ -186,7 +181,7 @@ TEST(ErrorInfo, GetErrorInfoCalls) {
     EXPECT_EQ(expected[row.out], out);
     if (row.result == S_OK) out->Release();
     // A refused call leaves the object in the slot; a good one empties it.
-    bool kept = row.withObject && row.result < 0;
+    const bool kept = row.withObject && row.result < 0;
     IErrorInfo* left = Untouched();
     EXPECT_EQ(kept ? S_OK : S_FALSE, GetErrorInfo(0, &left));
     EXPECT_EQ(kept ? object : nullptr, left);
@@ -199,7 +194,9 @@ TEST(ErrorInfo, GetErrorInfoCalls) {
 // SetErrorInfo with the slot holding A: 0 and B replace A, 0 and null clear
 // it, and A's reference is released either way (a leak shows in A's count);
 // setting A again must not free A between the release and the new reference;
-// a reserved value other than 0 is refused and leaves A in place.
+// a reserved value other than 0 is refused and leaves A in place. The slot
+// keeps an object alive after its creator's references go, and the last
+// Release frees it (ASan shows a use after free or a leak).
 TEST(ErrorInfo, SetErrorInfoCalls) {
   enum Slot { kNone, kA, kB };
   struct Row {
@@ -232,11 +229,6 @@ TEST(ErrorInfo, SetErrorInfoCalls) {
     a->Release();
     b->Release();
   }
-}
-
-// The object outlives its creator's references while the slot holds it, and
-// dies with the last Release (ASan shows a use after free or a leak).
-TEST(ErrorInfo, SlotKeepsObjectAlive) {
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
@@ -252,8 +244,11 @@ TEST(ErrorInfo, SlotKeepsObjectAlive) {
 
 // QueryInterface from either interface: IUnknown, IErrorInfo and
 // ICreateErrorInfo are answered with a reference each, one IUnknown for both
-// (identity), and anything else gives E_NOINTERFACE with null stored.
+// (identity), and anything else (IDispatch's id) gives E_NOINTERFACE with
+// null stored; an ICreateErrorInfo from the IErrorInfo fills the same object.
 TEST(ErrorInfo, QueryInterface) {
+  const GUID kDispatchIid = {
+      0x00020400, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
@@ -265,7 +260,7 @@ TEST(ErrorInfo, QueryInterface) {
       {"IUnknown", IID_IUnknown, S_OK},
       {"IErrorInfo", IID_IErrorInfo, S_OK},
       {"ICreateErrorInfo", IID_ICreateErrorInfo, S_OK},
-      {"other", kOtherIid, E_NOINTERFACE},
+      {"other", kDispatchIid, E_NOINTERFACE},
   };
   void* unknowns[2] = {};
   IUnknown* froms[] = {info, create};
@@ -282,16 +277,14 @@ TEST(ErrorInfo, QueryInterface) {
       ASSERT_NE(nullptr, out);
       EXPECT_EQ(2u, OtherRefs(info)) << "QueryInterface adds one reference";
       if (&row.iid == &IID_IUnknown) unknowns[from] = out;
+      if (&row.iid == &IID_ICreateErrorInfo && from == 0) {
+        EXPECT_EQ(S_OK, static_cast<ICreateErrorInfo*>(out)->SetSource(
+                            const_cast<LPOLESTR>(OLESTR("same"))));
+      }
       static_cast<IUnknown*>(out)->Release();
     }
   }
   EXPECT_EQ(unknowns[0], unknowns[1]);
-  // An ICreateErrorInfo obtained from the IErrorInfo fills the same object.
-  void* again = nullptr;
-  ASSERT_EQ(S_OK, info->QueryInterface(IID_ICreateErrorInfo, &again));
-  EXPECT_EQ(S_OK, static_cast<ICreateErrorInfo*>(again)->SetSource(
-                      const_cast<LPOLESTR>(OLESTR("same"))));
-  static_cast<ICreateErrorInfo*>(again)->Release();
   EXPECT_EQ(u"same", Text(info, &IErrorInfo::GetSource));
   info->Release();
   create->Release();
@@ -305,10 +298,8 @@ TEST(ErrorInfo, SlotPerThread) {
   HRESULT setResult = E_FAIL;
   HRESULT otherResult = E_FAIL;
   IErrorInfo* otherOut = Untouched();
-  std::thread setter([&] { setResult = SetErrorInfo(0, info); });
-  setter.join();
-  std::thread reader([&] { otherResult = GetErrorInfo(0, &otherOut); });
-  reader.join();
+  std::thread([&] { setResult = SetErrorInfo(0, info); }).join();
+  std::thread([&] { otherResult = GetErrorInfo(0, &otherOut); }).join();
   EXPECT_EQ(S_OK, setResult);
   EXPECT_EQ(S_FALSE, otherResult);
   EXPECT_EQ(nullptr, otherOut);

@@ -37,12 +37,20 @@ TEST(PerProcessBlockSize, ComposeCapacity) {
     std::uint32_t length;
     std::uint32_t capacity;
   } rows[] = {
-      {64, kCompose, 10, 576},    {64, kCompose, 576, 576},
-      {64, kCompose, 577, 1216},  {64, kCompose, 1216, 1216},
-      {64, kCompose, 1217, 2496}, {64, kCompose, 2496, 2496},
-      {1000, kCompose, 1000, 1000}, {1000, kCompose, 1001, 3000},
-      {0, 0, 0, 1}, {0, 0, 1, 1}, {0, 0, 3, 4},
-      {0, 1, 1, 1}, {0, 1, 3, 4},   {0, 1, 5, 8},
+      {64, kCompose, 10, 576},
+      {64, kCompose, 576, 576},
+      {64, kCompose, 577, 1216},
+      {64, kCompose, 1216, 1216},
+      {64, kCompose, 1217, 2496},
+      {64, kCompose, 2496, 2496},
+      {1000, kCompose, 1000, 1000},
+      {1000, kCompose, 1001, 3000},
+      {0, 0, 0, 1},
+      {0, 0, 1, 1},
+      {0, 0, 3, 4},
+      {0, 1, 1, 1},
+      {0, 1, 3, 4},
+      {0, 1, 5, 8},
   };
   int ran = 0;
   for (const Row& row : rows) {
@@ -99,8 +107,10 @@ TEST(Compose, ResultHasOnlyTheFormatsEncoding) {
     const char* format;  // ASCII, with one %s of "ab"
     const char* text;
   } rows[] = {
-      {"wide value, multibyte format", kztest::kWideOnly, false, "%s-%s", "ab-ab"},
-      {"multibyte value, wide format", kztest::kMbsOnly, true, "%s-%s", "ab-ab"},
+      {"wide value, multibyte format", kztest::kWideOnly, false, "%s-%s",
+       "ab-ab"},
+      {"multibyte value, wide format", kztest::kMbsOnly, true, "%s-%s",
+       "ab-ab"},
       {"both forms, multibyte format", kztest::kBothForms, false, "[%s]",
        "[ab]"},
       {"both forms, wide format", kztest::kBothForms, true, "[%s]", "[ab]"},
@@ -128,7 +138,8 @@ TEST(Compose, ResultHasOnlyTheFormatsEncoding) {
     } else {
       s.Compose(row.format, "ab", "ab");
     }
-    const std::uint32_t length = static_cast<std::uint32_t>(std::strlen(row.text));
+    const std::uint32_t length =
+        static_cast<std::uint32_t>(std::strlen(row.text));
     ASSERT_FALSE(A::IsNull(s));
     EXPECT_EQ(1u, A::RefCount(s));
     EXPECT_EQ(row.wide ? kztest::kWideOnly : kztest::kMbsOnly,

@@ -34,22 +34,18 @@ void AppendCharacter(CKZString& s, char c, bool wide) {
   }
 }
 
-// Faults: the wrong encoding is chosen, the result keeps both forms, an
-// operand loses a form or converts when it need not, or a form of the value
-// that the append did not extend stays stale. Two strings join multibyte
-// when both have that form and not both the wide one; in the multibyte
-// locale taking the lengths builds the wide forms, so the join is wide.
-// Multibyte text extends the multibyte form of a value that has one and is
-// converted on its own for a wide-only value; wide text always goes wide.
+// Two strings join multibyte when both have that form and not both the wide
+// one (in the multibyte locale the lengths build the wide forms first);
+// multibyte text extends a value's multibyte form if it has one. Faults: the
+// wrong encoding, a result with both forms, an operand that loses a form or
+// converts for nothing, a form that the append did not extend left stale.
 TEST(StringEncodingChoice, Table) {
   enum Operand { kWideText = 4, kMbsText = 5 };  // else a string's forms
   struct Row {
     const char* name;
     bool plus;  // operator+, else operator+=
     int left, right;
-    // In the single-byte locale; the left operand of operator+ with a text
-    // keeps its forms and may gain the other.
-    int result, leftAfter, rightAfter;
+    int result, leftAfter, rightAfter;  // single-byte locale
   } rows[] = {
       {"wide + wide", true, kWide, kWide, kWide, kWide, kWide},
       {"mbs + mbs", true, kMbs, kMbs, kMbs, kMbs, kMbs},
@@ -135,13 +131,11 @@ std::string Joined(const char* left, const char* right, Outcome outcome) {
          (right == nullptr ? "" : right);
 }
 
-// Faults: a null or empty operand copies where the result should share, or
-// shares where it must not, or null and empty are mixed up; an edit with
-// nothing to add unshares the value or drops a form. Whichever way: a
-// string operand shares its block into an empty or null result, a text
-// operand never does; operator+ of nothing gives null, operator+= leaves
-// the value alone; an empty text makes a new block in the text's encoding
-// (a null value becomes empty), through both text overloads.
+// A string operand shares its block into an empty or null result, a text
+// never does; operator+ of nothing gives null, operator+= leaves the value
+// alone; an empty text makes a new block in its encoding. Faults: a copy
+// where a share is due or the reverse, null and empty mixed up, an edit with
+// nothing to add that unshares or drops a form.
 TEST(StringJoinSharing, NullAndEmptyOperands) {
   struct Row {
     const char* name;
@@ -221,8 +215,7 @@ TEST(StringJoinSharing, NullAndEmptyOperands) {
   }
 }
 
-// Fault: the character 0 is taken for a null text (no change to a null
-// value) instead of an empty one, or for a character that adds a unit.
+// Fault: the character 0 taken for a null text or for a unit.
 TEST(StringJoinSharing, CharacterZeroIsAnEmptyText) {
   struct Row {
     const char* name;
@@ -251,10 +244,10 @@ TEST(StringJoinSharing, CharacterZeroIsAnEmptyText) {
   }
 }
 
-// Faults: the other sharer of the edited value changes; `t += u` with u
-// sharing t's block reads its source from the block being extended; an
-// empty value that another value shares is filled in place; an empty value
-// += a string copies instead of sharing, or the share outlives an edit.
+// Faults: a sharer of the edited value changes; `t += u` with u sharing t's
+// block reads from the block being extended; a shared empty value filled in
+// place; an empty value += a string that copies, or a share kept past an
+// edit.
 TEST(StringJoinSharing, SharersKeepTheirText) {
   CKZString s = Make("abc", kBoth);
   CKZString t = s;
@@ -284,11 +277,9 @@ TEST(StringJoinSharing, SharersKeepTheirText) {
   EXPECT_EQ(1u, A::RefCount(u));
 }
 
-// Faults: operator+ sizes its block by the capacity rule on the left text
-// alone (so the append grows it), or forgets the spare room. R is the block
-// size + left + right; only with a block size of 0 and an empty right text
-// is left not below R, and the capacity is then twice left. CTest runs this
-// once per block size.
+// operator+ sizes its block once for the result: R = block size + left +
+// right, or twice left where R is not above it. Faults: the capacity rule on
+// the left text alone (the append grows it), no spare room.
 TEST(PerProcessBlockSize, JoinCapacity) {
   std::uint32_t size = 0;
   ASSERT_TRUE(kztest::ExpectedBlockSize(&size));
@@ -321,11 +312,9 @@ TEST(PerProcessBlockSize, JoinCapacity) {
   }
 }
 
-// Faults: the growth check is off by one (an append that fits exactly grows
-// the block, or one past it writes beyond the buffer), growth is not a
-// doubling (a grow per append), or every append converts the text (a form
-// built and freed each time). Both forms grow alike: 60 characters and 940
-// appends grow a block of 64 four times, to 1024.
+// 60 characters and 940 appends grow a block of 64 four times, to 1024, in
+// either form. Faults: a growth check off by one, a grow per append, a form
+// built and freed on every append.
 TEST(StringJoinCapacity, AppendsDoubleOnlyPastTheCapacity) {
   ASSERT_TRUE(kztest::DefaultBlockSize());
   for (bool wide : {true, false}) {
@@ -351,10 +340,9 @@ TEST(StringJoinCapacity, AppendsDoubleOnlyPastTheCapacity) {
   }
 }
 
-// Fault: a value that owns a taken-over buffer (no spare room) is grown
-// with realloc instead of the allocator that made it, or the allocator kind
-// is lost so the buffer is freed by the wrong function. Append and insert
-// alike; the capacity doubles from the text's length.
+// A taken-over buffer (no spare room) grows by its own allocator, doubling
+// from the text's length, and keeps its kind. Faults: realloc on an OLE
+// buffer or a BSTR, a kind lost so the wrong function frees it.
 TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
   using kztest::AttachOp;
   struct Row {
@@ -379,8 +367,10 @@ TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     const bool wide = kztest::AttachesWide(row.op);
-    const bool crt = row.op == AttachOp::kCrtWide || row.op == AttachOp::kCrtMbs;
-    const bool ole = row.op == AttachOp::kOleWide || row.op == AttachOp::kOleMbs;
+    const bool crt =
+        row.op == AttachOp::kCrtWide || row.op == AttachOp::kCrtMbs;
+    const bool ole =
+        row.op == AttachOp::kOleWide || row.op == AttachOp::kOleMbs;
     const bool bstr = row.op == AttachOp::kBstr;
     kztest::AllocCounts counts;
     {
@@ -401,10 +391,10 @@ TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
   }
 }
 
-// Faults: an insert within the capacity of a sole owner reallocates or
-// copies instead of moving the tail in place, also one that fills the
-// capacity exactly; an empty taken-over buffer (capacity 0) is written into
-// without room.
+// Faults: an insert within the capacity (up to filling it) that grows or
+// copies; an empty taken-over buffer (capacity 0) written without room;
+// insert into a sharer that changes the other or leaves a stale form, or
+// into a multibyte-only value without its wide form first.
 TEST(StringInsert, InPlaceOrGrown) {
   ASSERT_TRUE(kztest::DefaultBlockSize());
   const std::string middle(55, '-');
@@ -422,13 +412,23 @@ TEST(StringInsert, InPlaceOrGrown) {
   ASSERT_EQ(0u, A::Capacity(empty));
   EXPECT_EQ(3u, empty.Insert(0, OLESTR("abc")));
   EXPECT_EQ(u"abc", W(empty));
+
+  CKZString both = Make("abc", kBoth);
+  const CKZString other = both;
+  EXPECT_EQ(4u, both.Insert(1, 'X'));
+  EXPECT_EQ(kWide, FormsOf(both));
+  EXPECT_EQ("aXbc", M(both));
+  EXPECT_EQ(kBoth, FormsOf(other));
+  EXPECT_EQ("abc", M(other));
+  CKZString mbs = Make("abc", kMbs);
+  EXPECT_EQ(4u, mbs.Insert(3, OLESTR('!')));
+  EXPECT_EQ(kWide, FormsOf(mbs));
+  EXPECT_EQ(u"abc!", W(mbs));
 }
 
-// Faults: the position is off by one, a position at or past the length
-// does not append, the result is not the new length, a null value or null
-// text is mishandled, the multibyte length is not updated. Runs through the
-// wide and the multibyte overloads, on a wide-only and a multibyte-only
-// value.
+// Both overloads on a wide-only and a multibyte-only value. Faults: a
+// position off by one, one at or past the length that does not append, a
+// wrong result, null value or text mishandled, a stale multibyte length.
 TEST(StringInsert, Table) {
   struct Row {
     const char* name;
@@ -474,60 +474,39 @@ TEST(StringInsert, Table) {
   }
 }
 
-// Faults: insert into one sharer changes the other; on a value with both
-// forms the stale multibyte form survives; a multibyte-only value in the
-// single-byte locale is not given its wide form first.
-TEST(StringInsert, UnsharesAndKeepsTheWideFormOnly) {
-  CKZString s = Make("abc", kBoth);
-  CKZString other = s;
-  EXPECT_EQ(4u, s.Insert(1, 'X'));
-  EXPECT_EQ(kWide, FormsOf(s));
-  EXPECT_EQ("aXbc", M(s));
-  EXPECT_EQ(kBoth, FormsOf(other));
-  EXPECT_EQ("abc", M(other));
-
-  CKZString mbs = Make("abc", kMbs);
-  EXPECT_EQ(4u, mbs.Insert(3, OLESTR('!')));
-  EXPECT_EQ(kWide, FormsOf(mbs));
-  EXPECT_EQ(u"abc!", W(mbs));
-}
-
-// Faults: a source that lies in the value's own buffers is read after the
-// buffer was moved by growth, freed by unsharing, or overwritten by the
-// append's own first write (its terminator). The result is the text twice
-// (or the part given), also across a growth of the buffer, and an empty
-// value given its own text stays empty.
+// A source in the value's own buffers, also across a growth. Faults: a
+// source read after growth moved it, unsharing freed it, or the append's
+// own terminator overwrote it.
 TEST(StringSelfSource, AppendAndInsert) {
+  enum Result { kTwice, kTwiceButFirst, kInsideAfterFirst, kTwiceButTwo };
   struct Row {
     const char* name;
     void (*edit)(CKZString&);
-    std::string (*expected)(const std::string&);
+    Result result;
   } rows[] = {
-      {"s += s", [](CKZString& s) { s += s; },
-       [](const std::string& t) { return t + t; }},
-      {"s += own wide", [](CKZString& s) { s += static_cast<const WCHAR*>(s); },
-       [](const std::string& t) { return t + t; }},
-      {"s += own mbs", [](CKZString& s) { s += static_cast<const char*>(s); },
-       [](const std::string& t) { return t + t; }},
-      {"s += own wide tail",
+      {"s += s", [](CKZString& s) { s += s; }, kTwice},
+      {"s = s + s", [](CKZString& s) { s = s + s; }, kTwice},
+      {"own wide", [](CKZString& s) { s += static_cast<const WCHAR*>(s); },
+       kTwice},
+      {"own mbs", [](CKZString& s) { s += static_cast<const char*>(s); },
+       kTwice},
+      {"own wide tail",
        [](CKZString& s) { s += static_cast<const WCHAR*>(s) + 1; },
-       [](const std::string& t) { return t + t.substr(1); }},
-      {"s += own mbs tail",
+       kTwiceButFirst},
+      {"own mbs tail",
        [](CKZString& s) { s += static_cast<const char*>(s) + 1; },
-       [](const std::string& t) { return t + t.substr(1); }},
-      {"s = s + s", [](CKZString& s) { s = s + s; },
-       [](const std::string& t) { return t + t; }},
+       kTwiceButFirst},
       {"insert own wide",
        [](CKZString& s) { s.Insert(1, static_cast<const WCHAR*>(s)); },
-       [](const std::string& t) { return t.substr(0, 1) + t + t.substr(1); }},
+       kInsideAfterFirst},
       {"insert own mbs",
        [](CKZString& s) { s.Insert(1, static_cast<const char*>(s)); },
-       [](const std::string& t) { return t.substr(0, 1) + t + t.substr(1); }},
-      {"insert own wide tail at end",
+       kInsideAfterFirst},
+      {"insert own wide tail at the end",
        [](CKZString& s) {
          s.Insert(s.Length(), static_cast<const WCHAR*>(s) + 2);
        },
-       [](const std::string& t) { return t + t.substr(2); }},
+       kTwiceButTwo},
   };
   const std::string texts[] = {"abc", std::string(40, 'q') + "xyz"};
   for (const Row& row : rows) {
@@ -538,7 +517,12 @@ TEST(StringSelfSource, AppendAndInsert) {
                      std::to_string(forms));
         CKZString s = Make(text.c_str(), forms);
         row.edit(s);
-        const std::string expected = row.expected(text);
+        const std::string expected =
+            row.result == kTwice           ? text + text
+            : row.result == kTwiceButFirst ? text + text.substr(1)
+            : row.result == kTwiceButTwo
+                ? text + text.substr(2)
+                : text.substr(0, 1) + text + text.substr(1);
         EXPECT_EQ(expected.size(), s.Length());
         EXPECT_EQ(expected, M(s));
         EXPECT_EQ(1u, A::RefCount(s));
@@ -553,9 +537,8 @@ TEST(StringSelfSource, AppendAndInsert) {
   EXPECT_EQ("", M(mbs));
 }
 
-// Faults, in the multibyte locale: a multibyte append measures or copies
-// characters instead of bytes, loses bytes of the left text, or builds the
-// wide form on each append; Length and MbsLength disagree with the text.
+// Faults in the multibyte locale: characters counted for bytes, bytes of
+// the left text lost, a wide form built on each append.
 TEST(StringMultibyteJoin, CharactersOfSeveralBytes) {
   if (!kztest::MultibyteLocale()) GTEST_SKIP() << "multibyte locale only";
   const kztest::MultibyteSample sample = kztest::Sample();
