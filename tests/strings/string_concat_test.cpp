@@ -116,131 +116,96 @@ TEST(StringEncodingChoice, Table) {
   }
 }
 
-enum Outcome { kNullResult, kKeepsLeft, kSharesRight, kNewBlock };
-enum JoinOp { kStringPlus, kStringAppend, kTextPlus, kTextAppend };
-
-const char* const kNoText = nullptr;
-
-// The text a join leaves, as M() shows it: the two texts end to end unless
-// a block was kept or shared.
-std::string Joined(const char* left, const char* right, Outcome outcome) {
-  if (outcome == kNullResult) return M(nullptr);
-  if (outcome == kKeepsLeft) return M(left);
-  if (outcome == kSharesRight) return M(right);
-  return std::string(left == nullptr ? "" : left) +
-         (right == nullptr ? "" : right);
-}
-
 // A string operand shares its block into an empty or null result, a text
-// never does; operator+ of nothing gives null, operator+= leaves the value
-// alone; an empty text makes a new block in its encoding. Faults: a copy
-// where a share is due or the reverse, null and empty mixed up, an edit with
-// nothing to add that unshares or drops a form.
+// or character never does; operator+ of nothing gives null, operator+=
+// leaves the value alone; an empty text (or the character 0) makes a new
+// block in its encoding. Faults: a copy where a share is due or the
+// reverse, null and empty mixed up, the character 0 taken for null or for a
+// unit, an edit with nothing to add that unshares or drops a form.
 TEST(StringJoinSharing, NullAndEmptyOperands) {
+  enum Outcome { kNull, kKeepsLeft, kSharesRight, kNew };
+  enum Operand { kString, kWideText, kMbsText, kWideChar, kMbsChar };
   struct Row {
-    const char* name;
     const char* left;
     const char* right;
-    Outcome stringPlus, stringAppend, text;  // text: operator+ and +=
+    Outcome stringPlus, stringAppend, text;  // text: texts and characters
   } rows[] = {
-      {"null, null", kNoText, kNoText, kNullResult, kKeepsLeft, kKeepsLeft},
-      {"null, empty", kNoText, "", kSharesRight, kKeepsLeft, kNewBlock},
-      {"null, text", kNoText, "cd", kSharesRight, kSharesRight, kNewBlock},
-      {"empty, null", "", kNoText, kNullResult, kKeepsLeft, kKeepsLeft},
-      {"empty, empty", "", "", kSharesRight, kKeepsLeft, kNewBlock},
-      {"empty, text", "", "cd", kSharesRight, kSharesRight, kNewBlock},
-      {"text, null", "ab", kNoText, kKeepsLeft, kKeepsLeft, kKeepsLeft},
-      {"text, empty", "ab", "", kKeepsLeft, kKeepsLeft, kNewBlock},
-      {"text, text", "ab", "cd", kNewBlock, kNewBlock, kNewBlock},
+      {nullptr, nullptr, kNull, kKeepsLeft, kKeepsLeft},
+      {nullptr, "", kSharesRight, kKeepsLeft, kNew},
+      {nullptr, "c", kSharesRight, kSharesRight, kNew},
+      {"", nullptr, kNull, kKeepsLeft, kKeepsLeft},
+      {"", "", kSharesRight, kKeepsLeft, kNew},
+      {"", "c", kSharesRight, kSharesRight, kNew},
+      {"ab", nullptr, kKeepsLeft, kKeepsLeft, kKeepsLeft},
+      {"ab", "", kKeepsLeft, kKeepsLeft, kNew},
+      {"ab", "c", kNew, kNew, kNew},
   };
-  static const char* const kOpNames[] = {" (string +)", " (string +=)",
-                                         " (text +)", " (text +=)"};
   for (const Row& row : rows) {
-    for (JoinOp op : {kStringPlus, kStringAppend, kTextPlus, kTextAppend}) {
-      for (bool wideText : {true, false}) {
-        const bool textOp = op == kTextPlus || op == kTextAppend;
-        if (!textOp && !wideText) continue;
-        SCOPED_TRACE(std::string(row.name) + kOpNames[op] +
-                     (textOp ? (wideText ? ", wide" : ", mbs") : ""));
-        const Outcome outcome =
-            textOp ? row.text
-                   : (op == kStringPlus ? row.stringPlus : row.stringAppend);
-        const CKZString left =
-            Make(row.left, op == kStringPlus ? kWide : kBoth);
+    for (bool plus : {true, false}) {
+      for (int operand = kString; operand <= kMbsChar; ++operand) {
+        if (operand >= kWideChar && row.right == nullptr) continue;
+        SCOPED_TRACE(kztest::M(row.left) + (plus ? " + " : " += ") +
+                     kztest::M(row.right) + ", operand " +
+                     std::to_string(operand));
+        const Outcome outcome = operand != kString ? row.text
+                                : plus             ? row.stringPlus
+                                                   : row.stringAppend;
+        const CKZString left = Make(row.left, kBoth);
         const CKZString right = Make(row.right, kBoth);
         const kztest::WideOrNull wide(row.right);
-        CKZString result;
-        if (op == kStringPlus) {
-          result = left + right;
-        } else if (op == kTextPlus) {
-          result = wideText ? left + wide.get() : left + row.right;
-        } else {
-          result = left;  // left stays behind as the other sharer
-          if (op == kStringAppend) {
-            result += right;
-          } else if (wideText) {
-            result += wide.get();
+        CKZString result = left;  // left stays behind as the other sharer
+        auto join = [&](auto other) {
+          if (plus) {
+            result = left + other;
           } else {
-            result += row.right;
+            result += other;
           }
+        };
+        switch (operand) {
+          case kString:
+            join(right);
+            break;
+          case kWideText:
+            join(wide.get());
+            break;
+          case kMbsText:
+            join(row.right);
+            break;
+          case kWideChar:
+            join(wide.get()[0]);
+            break;
+          case kMbsChar:
+            join(row.right[0]);
+            break;
         }
+        std::string expected = kztest::M(nullptr);
         switch (outcome) {
-          case kNullResult:
-            break;  // M(result) below must be "(null)"
+          case kNull:
+            break;
           case kKeepsLeft:
             EXPECT_EQ(A::Block(left), A::Block(result));
-            if (row.left != nullptr) {
-              EXPECT_EQ(2u, A::RefCount(left));
-              EXPECT_EQ(op == kStringPlus ? kWide : kBoth, FormsOf(result));
-            }
+            expected = kztest::M(row.left);
             break;
           case kSharesRight:
             EXPECT_EQ(A::Block(right), A::Block(result));
-            EXPECT_EQ(2u, A::RefCount(right));
+            expected = row.right;
             break;
-          case kNewBlock:
+          case kNew:
             ASSERT_FALSE(A::IsNull(result));
-            EXPECT_NE(A::Block(left), A::Block(result));
-            EXPECT_NE(A::Block(right), A::Block(result));
             EXPECT_EQ(1u, A::RefCount(result));
-            if (textOp) {
-              EXPECT_EQ(wideText ? kWide : kMbs, FormsOf(result));
+            if (operand != kString) {
+              EXPECT_EQ(operand % 2 == 1 ? kWide : kMbs, FormsOf(result));
             }
+            expected = std::string(row.left ? row.left : "") + row.right;
             break;
         }
-        EXPECT_EQ(Joined(row.left, row.right, outcome), M(result));
-        EXPECT_EQ(M(row.left), M(left));
+        if (row.left != nullptr) {
+          EXPECT_EQ(kBoth, FormsOf(left));
+        }
+        EXPECT_EQ(expected, M(result));
+        EXPECT_EQ(kztest::M(row.left), M(left));
       }
     }
-  }
-}
-
-// Fault: the character 0 taken for a null text or for a unit.
-TEST(StringJoinSharing, CharacterZeroIsAnEmptyText) {
-  struct Row {
-    const char* name;
-    const char* value;
-    void (*append)(CKZString&);
-    const char* expected;
-  } rows[] = {
-      {"null += L'\\0'", kNoText, [](CKZString& s) { s += OLESTR('\0'); }, ""},
-      {"null += '\\0'", kNoText, [](CKZString& s) { s += '\0'; }, ""},
-      {"text += L'\\0'", "ab", [](CKZString& s) { s += OLESTR('\0'); }, "ab"},
-      {"text += '\\0'", "ab", [](CKZString& s) { s += '\0'; }, "ab"},
-      {"null + L'\\0'", kNoText, [](CKZString& s) { s = s + OLESTR('\0'); },
-       ""},
-      {"null + 'x'", kNoText, [](CKZString& s) { s = s + 'x'; }, "x"},
-      {"null + L'x'", kNoText, [](CKZString& s) { s = s + OLESTR('x'); }, "x"},
-      {"text + 'x'", "ab", [](CKZString& s) { s = s + 'x'; }, "abx"},
-      {"insert L'\\0'", "ab", [](CKZString& s) { s.Insert(1, OLESTR('\0')); },
-       "ab"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    CKZString value = Make(row.value, kWide);
-    row.append(value);
-    EXPECT_EQ(std::strlen(row.expected), value.Length());
-    EXPECT_EQ(row.expected, M(value));
   }
 }
 
@@ -348,21 +313,15 @@ TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
   struct Row {
     const char* name;
     AttachOp op;
-    void (*edit)(CKZString&);
-    const char* expected;
+    bool insert;  // Insert at 1, else operator+=
   } rows[] = {
-      {"CRT wide +=", AttachOp::kCrtWide,
-       [](CKZString& s) { s += OLESTR('d'); }, "abcd"},
-      {"CRT mbs +=", AttachOp::kCrtMbs, [](CKZString& s) { s += 'd'; }, "abcd"},
-      {"OLE wide +=", AttachOp::kOleWide,
-       [](CKZString& s) { s += OLESTR('d'); }, "abcd"},
-      {"OLE mbs +=", AttachOp::kOleMbs, [](CKZString& s) { s += 'd'; }, "abcd"},
-      {"OLE wide insert", AttachOp::kOleWide,
-       [](CKZString& s) { EXPECT_EQ(5u, s.Insert(1, OLESTR("xy"))); }, "axybc"},
-      {"BSTR +=", AttachOp::kBstr, [](CKZString& s) { s += OLESTR('d'); },
-       "abcd"},
-      {"BSTR insert", AttachOp::kBstr,
-       [](CKZString& s) { EXPECT_EQ(4u, s.Insert(0, OLESTR('d'))); }, "dabc"},
+      {"CRT wide", AttachOp::kCrtWide, false},
+      {"CRT mbs", AttachOp::kCrtMbs, false},
+      {"OLE wide", AttachOp::kOleWide, false},
+      {"OLE mbs", AttachOp::kOleMbs, false},
+      {"BSTR", AttachOp::kBstr, false},
+      {"OLE insert", AttachOp::kOleWide, true},
+      {"BSTR insert", AttachOp::kBstr, true},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -377,14 +336,20 @@ TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
       CKZString s;
       kztest::AttachNew(s, row.op, "abc", OLESTR("abc"));
       const int kindBefore = wide ? A::WideKind(s) : A::MbsKind(s);
-      row.edit(s);
+      if (row.insert) {
+        EXPECT_EQ(4u, s.Insert(1, OLESTR('d')));
+      } else if (wide) {
+        s += OLESTR('d');
+      } else {
+        s += 'd';
+      }
       EXPECT_EQ(6u, A::Capacity(s));
       EXPECT_EQ(kindBefore, wide ? A::WideKind(s) : A::MbsKind(s));
       EXPECT_EQ(crt ? 1u : 0u, counts.CrtGrow());
       EXPECT_EQ(ole ? 1u : 0u, counts.OleGrow());
       EXPECT_EQ(bstr ? 1u : 0u, counts.BstrGrow());
       EXPECT_EQ(wide ? kWide : kMbs, FormsOf(s));
-      EXPECT_EQ(U(row.expected), W(s));
+      EXPECT_EQ(row.insert ? u"adbc" : u"abcd", W(s));
     }
     EXPECT_EQ(ole ? 1u : 0u, counts.Ole());
     EXPECT_EQ(bstr ? 1u : 0u, counts.Bstr());
@@ -431,30 +396,28 @@ TEST(StringInsert, InPlaceOrGrown) {
 // wrong result, null value or text mishandled, a stale multibyte length.
 TEST(StringInsert, Table) {
   struct Row {
-    const char* name;
     const char* value;
     ULONG position;
     const char* text;
     const char* expected;  // nullptr: null string
     ULONG result;
   } rows[] = {
-      {"front", "abc", 0, "XY", "XYabc", 5},
-      {"middle", "abc", 1, "XY", "aXYbc", 5},
-      {"before last", "abc", 2, "XY", "abXYc", 5},
-      {"at length", "abc", 3, "XY", "abcXY", 5},
-      {"past length", "abc", 9, "XY", "abcXY", 5},
-      {"far past", "abc", 0xFFFFFFFFu, "XY", "abcXY", 5},
-      {"empty text", "abc", 1, "", "abc", 3},
-      {"null text", "abc", 1, kNoText, "abc", 3},
-      {"empty value", "", 0, "XY", "XY", 2},
-      {"empty value, far", "", 7, "XY", "XY", 2},
-      {"null value", kNoText, 4, "XY", "XY", 2},
-      {"null value, null text", kNoText, 0, kNoText, nullptr, 0},
+      {"abc", 0, "XY", "XYabc", 5},
+      {"abc", 1, "XY", "aXYbc", 5},
+      {"abc", 2, "XY", "abXYc", 5},
+      {"abc", 3, "XY", "abcXY", 5},
+      {"abc", 0xFFFFFFFFu, "XY", "abcXY", 5},
+      {"abc", 1, "", "abc", 3},
+      {"abc", 1, nullptr, "abc", 3},
+      {"", 7, "XY", "XY", 2},
+      {nullptr, 4, "XY", "XY", 2},
+      {nullptr, 0, nullptr, nullptr, 0},
   };
   for (const Row& row : rows) {
     for (kztest::Forms forms : {kWide, kMbs}) {
       for (bool wideText : {true, false}) {
-        SCOPED_TRACE(std::string(row.name) +
+        SCOPED_TRACE(kztest::M(row.value) + " at " +
+                     std::to_string(row.position) + ": " + kztest::M(row.text) +
                      (forms == kWide ? ", wide value" : ", mbs value") +
                      (wideText ? ", wide text" : ", mbs text"));
         CKZString s = Make(row.value, forms);
