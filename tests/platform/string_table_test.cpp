@@ -36,12 +36,10 @@ class StringTable : public ::testing::Test {
 };
 HMODULE StringTable::module_ = nullptr;
 
-// The limit, terminator and id rules, where an off-by-one in the copy, a
-// terminator written past the limit, a block number computed from the full
-// 32-bit id or a block boundary taken one id early would show; and texts
-// longer than the catalog's first buffer (260) and its reload (520), which
-// arrive whole from a buffer large enough: a reader that stops at a fixed
-// size or mixes up two records of a long block would cut or garble them.
+// The limit, terminator and id rules, and texts longer than the catalog's
+// first buffer (260) and its reload (520). Faults: a copy off by one, a
+// terminator past the limit, a block from the full 32-bit id, a boundary one
+// id early, a long text cut at a fixed size or garbled across records.
 TEST_F(StringTable, ContractTable) {
   struct Row {
     const char* name;

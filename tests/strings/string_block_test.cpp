@@ -115,7 +115,8 @@ TEST(StringBlock, EveryTextConvertsToATerminatedFormOfMatchingLength) {
       {nullptr, kztest::Units({0xD800, 'a'})},
       {nullptr, kztest::Units({'a', 0xDBFF})},
       {nullptr, kztest::Units({0x100, 'b', 0x20AC})},
-      {nullptr, kztest::Units({0x80, 0x93, 0xE6, 0xFA, 0xFF})},
+      {nullptr,
+       kztest::Units({0x80, 0x93, 0xE6, 0xFA, 0xFF, 0xA0, 0xC9, 0xE9})},
   };
   const bool singleByte = !kztest::MultibyteLocale();
   for (const Row& row : rows) {

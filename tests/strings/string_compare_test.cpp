@@ -235,6 +235,7 @@ TEST(StringCompare, WideUnitOrder) {
        false},
       {"surrogates below U+E000", Units({0xD800, 0xDC00}), Units({0xE000}), -1,
        false},
+      {"same text", Units({'a', 'b'}), Units({'a', 'b'}), 0, true},
       {"zero unit ends the text", Units({'a', 0, 'x', 'y'}), Units({'a'}), 0,
        true},
       {"zeros in both", Units({'a', 0, 'x'}), Units({'a', 0, 'y', 'y'}), 0,

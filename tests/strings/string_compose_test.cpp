@@ -92,64 +92,46 @@ TEST(Compose, EveryPassReadsTheArgumentsFromTheStart) {
   EXPECT_EQ(U(head + "|42|tail"), W(s));
 }
 
-// The result holds the format's encoding only, whatever the value had
-// before; a format that produces nothing gives an empty value, not a null
-// one; the length fields are those of a new block (the absent form's gets
-// the count in a single-byte locale, 0 in a multibyte one), also where the
-// value's own composed block is written again. Catches a form of the former
-// text left in the block, a count of 0 taken for a failure, and a wide
-// length set to a byte count in a multibyte locale.
+// The result holds the format's encoding only, with the length fields of a
+// new block (the absent form's gets the count in a single-byte locale, 0 in
+// a multibyte one), also where the value's own composed block is written
+// again; an empty result is empty, not null. Faults: a form of the former
+// text left behind, a count of 0 taken for a failure, a byte count set as
+// the wide length in a multibyte locale.
 TEST(Compose, ResultHasOnlyTheFormatsEncoding) {
-  struct Row {
-    const char* name;
-    kztest::Forms before;
-    bool wide;
-    const char* format;  // ASCII, with one %s of "ab"
-    const char* text;
-  } rows[] = {
-      {"wide value, multibyte format", kztest::kWideOnly, false, "%s-%s",
-       "ab-ab"},
-      {"multibyte value, wide format", kztest::kMbsOnly, true, "%s-%s",
-       "ab-ab"},
-      {"both forms, multibyte format", kztest::kBothForms, false, "[%s]",
-       "[ab]"},
-      {"both forms, wide format", kztest::kBothForms, true, "[%s]", "[ab]"},
-      {"empty multibyte format", kztest::kMbsOnly, false, "", ""},
-      {"empty wide format", kztest::kWideOnly, true, "", ""},
-  };
   const bool mb = kztest::MultibyteLocale();
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    CKZString s = kztest::Make("former", row.before);
-    if (row.before == kztest::kBothForms) {
-      // A composed block of the format's encoding, with the other form
-      // beside it: the value hands it over to be written again.
-      if (row.wide) {
-        s.Compose(OLESTR("%s"), OLESTR("former"));
-        static_cast<void>(static_cast<const char*>(s));
-      } else {
-        s.Compose("%s", "former");
-        static_cast<void>(static_cast<const WCHAR*>(s));
+  for (bool wide : {true, false}) {
+    for (bool reused : {false, true}) {
+      for (const char* format : {"[%s]", ""}) {
+        SCOPED_TRACE(std::string(wide ? "wide " : "multibyte ") + format +
+                     (reused ? ", reused" : ""));
+        // Before: the other encoding's text, or a composed block of the
+        // format's encoding with the other form beside it.
+        CKZString s =
+            kztest::Make("former", wide ? kztest::kMbsOnly : kztest::kWideOnly);
+        if (reused) {
+          if (wide) {
+            s.Compose(OLESTR("%s"), OLESTR("former"));
+          } else {
+            s.Compose("%s", "former");
+          }
+          static_cast<void>(static_cast<const char*>(s));
+          static_cast<void>(static_cast<const WCHAR*>(s));
+        }
+        if (wide) {
+          s.Compose(Widen(format).c_str(), OLESTR("ab"));
+        } else {
+          s.Compose(format, "ab");
+        }
+        const std::string text = *format == 0 ? "" : "[ab]";
+        const std::uint32_t length = static_cast<std::uint32_t>(text.size());
+        ASSERT_FALSE(A::IsNull(s));
+        EXPECT_EQ(wide ? kztest::kWideOnly : kztest::kMbsOnly,
+                  kztest::FormsOf(s));
+        EXPECT_EQ(length, wide ? A::WideLength(s) : A::MbsLength(s));
+        EXPECT_EQ(mb ? 0 : length, wide ? A::MbsLength(s) : A::WideLength(s));
+        EXPECT_EQ(text, M(s));
       }
-      ASSERT_EQ(kztest::kBothForms, kztest::FormsOf(s));
-    }
-    if (row.wide) {
-      s.Compose(Widen(row.format).c_str(), OLESTR("ab"), OLESTR("ab"));
-    } else {
-      s.Compose(row.format, "ab", "ab");
-    }
-    const std::uint32_t length =
-        static_cast<std::uint32_t>(std::strlen(row.text));
-    ASSERT_FALSE(A::IsNull(s));
-    EXPECT_EQ(1u, A::RefCount(s));
-    EXPECT_EQ(row.wide ? kztest::kWideOnly : kztest::kMbsOnly,
-              kztest::FormsOf(s));
-    EXPECT_EQ(length, row.wide ? A::WideLength(s) : A::MbsLength(s));
-    EXPECT_EQ(mb ? 0 : length, row.wide ? A::MbsLength(s) : A::WideLength(s));
-    if (row.wide) {
-      EXPECT_EQ(U(row.text), W(A::WideBuffer(s)));
-    } else {
-      EXPECT_EQ(row.text, M(A::MbsBuffer(s)));
     }
   }
   if (mb) {

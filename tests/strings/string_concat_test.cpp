@@ -449,10 +449,6 @@ TEST(StringSelfSource, AppendAndInsert) {
   } rows[] = {
       {"s += s", [](CKZString& s) { s += s; }, kTwice},
       {"s = s + s", [](CKZString& s) { s = s + s; }, kTwice},
-      {"own wide", [](CKZString& s) { s += static_cast<const WCHAR*>(s); },
-       kTwice},
-      {"own mbs", [](CKZString& s) { s += static_cast<const char*>(s); },
-       kTwice},
       {"own wide tail",
        [](CKZString& s) { s += static_cast<const WCHAR*>(s) + 1; },
        kTwiceButFirst},

@@ -113,6 +113,7 @@ TEST(StringTruncate, Table) {
       {"abcd", true, 3, u"d"},     {"abcd", true, 4, nullptr},
       {"abcd", true, 99, nullptr}, {"", true, 1, nullptr},
       {"", true, 0, u""},          {nullptr, true, 1, nullptr},
+      {"abcd", false, 0, u"abcd"}, {nullptr, false, 1, nullptr},
       {"abcd", false, 1, u"abc"},  {"abcd", false, 3, u"a"},
       {"abcd", false, 4, nullptr}, {"abcd", false, 0xFFFFFFFFu, nullptr},
   };

@@ -60,8 +60,12 @@ inline int FormsOf(const CKZString& s) {
 // asked for. Both forms start from the wide one, so that a wide text with no
 // multibyte spelling gets the one the conversion gives it.
 inline CKZString Make(const char* bytes, const WCHAR* wide, Forms forms) {
-  if (forms == kMbsOnly) return CKZString(bytes);
-  CKZString s(wide);
+  CKZString s;
+  if (forms == kMbsOnly) {
+    s = bytes;
+  } else {
+    s = wide;
+  }
   if (forms == kBothForms) static_cast<void>(static_cast<const char*>(s));
   return s;
 }
