@@ -1,4 +1,5 @@
-// Helpers shared by the tests: locale facts and wide-text comparison.
+// Helpers shared by the tests: locale facts, wide-text comparison and the
+// environment of the per-process cases.
 #ifndef KZCOMMON_TESTS_TEST_SUPPORT_H_
 #define KZCOMMON_TESTS_TEST_SUPPORT_H_
 
@@ -6,6 +7,7 @@
 #include <kzcommon/kzcommon.h>
 
 #include <clocale>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 
@@ -13,9 +15,27 @@ namespace kztest {
 
 inline bool MultibyteLocale() { return MB_CUR_MAX > 1; }
 
-// Tests written for the default initial block size (64) skip otherwise.
-inline bool DefaultBlockSize() {
-  return std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr;
+// Tests written for the default initial block size (64) run in the suite,
+// which CTest starts with KZ_INITIAL_STRING_BLOCK_SIZE unset.
+inline ::testing::AssertionResult DefaultBlockSize() {
+  if (std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr) {
+    return ::testing::AssertionSuccess();
+  }
+  return ::testing::AssertionFailure()
+         << "written for the default block size: unset "
+            "KZ_INITIAL_STRING_BLOCK_SIZE";
+}
+
+// The initial block size of a per-process case (PerProcessBlockSize.*), which
+// CTest passes as KZ_TEST_EXPECTED_BLOCK_SIZE beside the variable itself.
+inline ::testing::AssertionResult ExpectedBlockSize(std::uint32_t* size) {
+  const char* value = std::getenv("KZ_TEST_EXPECTED_BLOCK_SIZE");
+  if (value == nullptr) {
+    return ::testing::AssertionFailure()
+           << "KZ_TEST_EXPECTED_BLOCK_SIZE is unset: run by CTest";
+  }
+  *size = static_cast<std::uint32_t>(std::strtoul(value, nullptr, 10));
+  return ::testing::AssertionSuccess();
 }
 
 inline int Sign(int value) { return (value > 0) - (value < 0); }

@@ -6,18 +6,18 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
 
 #include "strings/string_block.h"
+#include "test_support.h"
 
 namespace {
 
 // A value misread: a large usable one taken for a mistake, a negative or
 // oversized one taken as a capacity no block can have.
-TEST(InitialBlockSizeRead, ValueFromTheEnvironment) {
-  const char* expected = std::getenv("KZ_TEST_EXPECTED_BLOCK_SIZE");
-  if (expected == nullptr) GTEST_SKIP() << "run by CTest with a value";
-  EXPECT_EQ(std::strtoul(expected, nullptr, 10), g_initialBlockSize);
+TEST(PerProcessBlockSize, ValueRead) {
+  std::uint32_t expected = 0;
+  ASSERT_TRUE(kztest::ExpectedBlockSize(&expected));
+  EXPECT_EQ(expected, g_initialBlockSize);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
-// The per-thread error object: what the fields give back, how SetErrorInfo
-// and GetErrorInfo move the thread's reference, reference counts, interfaces
-// and the slot's thread. Only the umbrella header is included: it must give
-// every name used here. Expected values are those of the Windows build under
-// Wine.
+// The per-thread error object: fields, the thread's reference, counts,
+// interfaces. Only the umbrella header is included: it must give every name
+// used here. Expected values are those of the Windows build under Wine.
 #include <gtest/gtest.h>
 #include <kzcommon/kzcommon.h>
 
@@ -13,19 +11,13 @@
 
 namespace {
 
-// An interface that the object doesn't answer (IDispatch's id).
-const GUID kOtherIid = {
-    0x00020400, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-const GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
-
 // A non-null pointer that is never followed: shows an output left alone.
 IErrorInfo* Untouched() {
   static int marker;
   return reinterpret_cast<IErrorInfo*>(&marker);
 }
 
-// A new object with its IErrorInfo; the ICreateErrorInfo reference is
-// dropped unless `create` wants it.
+// A new object's IErrorInfo, and its ICreateErrorInfo if `create` wants it.
 IErrorInfo* NewInfo(ICreateErrorInfo** create = nullptr) {
   ICreateErrorInfo* c = nullptr;
   if (CreateErrorInfo(&c) != S_OK) return nullptr;
@@ -45,16 +37,14 @@ IErrorInfo* Take() {
   return GetErrorInfo(0, &info) == S_OK ? info : nullptr;
 }
 
-// The references to an object besides the caller's one: AddRef's answer
-// less that one and AddRef's own.
+// The references to an object besides the caller's one.
 ULONG OtherRefs(IUnknown* object) {
   ULONG count = object->AddRef();
   object->Release();
   return count - 2;
 }
 
-// A text field as read through `get`; "(unwritten)" if the getter left its
-// output alone.
+// A text field read through `get`; "(unwritten)" if left alone.
 std::u16string Text(IErrorInfo* info, HRESULT (IErrorInfo::*get)(BSTR*)) {
   static OLECHAR unwritten[] = OLESTR("(unwritten)");
   BSTR text = unwritten;
@@ -64,11 +54,9 @@ std::u16string Text(IErrorInfo* info, HRESULT (IErrorInfo::*get)(BSTR*)) {
   return out;
 }
 
-// Each text field on its own: a setter that stored into the wrong field, kept
-// the caller's pointer instead of a copy, or turned an unset field or "" into
-// something else fails here. Unset or null gives a null BSTR with S_OK; ""
-// stays empty; null clears a field that held text. The object goes through
-// SetErrorInfo and GetErrorInfo, so what comes back is what was published.
+// Each text field, published and taken back: unset or null gives a null BSTR
+// with S_OK, "" stays empty, null clears. Faults: the wrong field, the
+// caller's pointer kept instead of a copy, null and "" mixed up.
 TEST(ErrorInfo, TextFieldsRoundTrip) {
   struct Field {
     const char* name;
@@ -121,10 +109,11 @@ TEST(ErrorInfo, TextFieldsRoundTrip) {
   }
 }
 
-// GUID and help context: unset they read GUID_NULL and 0; set they come back
-// whole (a truncated context or a GUID copied by address fails). Null
-// out-pointers are refused with E_INVALIDARG, never written through.
+// GUID and help context read GUID_NULL and 0 unset, and whole once set; null
+// out-pointers give E_INVALIDARG. Faults: a truncated context, a GUID kept
+// by address, a write through null.
 TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
+  const GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
@@ -152,9 +141,9 @@ TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
   create->Release();
 }
 
-// GetErrorInfo hands the thread's reference over and empties the slot (a
-// second call gives S_FALSE and null); a reserved value other than 0 or a null
-// out-pointer is refused and changes neither the output nor the slot.
+// GetErrorInfo hands the thread's reference over and empties the slot; a
+// reserved value other than 0 or a null out-pointer is refused and changes
+// neither the output nor the slot.
 TEST(ErrorInfo, GetErrorInfoCalls) {
   enum Out { kNull, kObject, kUntouched };
   struct Row {
@@ -186,7 +175,7 @@ TEST(ErrorInfo, GetErrorInfoCalls) {
     EXPECT_EQ(expected[row.out], out);
     if (row.result == S_OK) out->Release();
     // A refused call leaves the object in the slot; a good one empties it.
-    bool kept = row.withObject && row.result < 0;
+    const bool kept = row.withObject && row.result < 0;
     IErrorInfo* left = Untouched();
     EXPECT_EQ(kept ? S_OK : S_FALSE, GetErrorInfo(0, &left));
     EXPECT_EQ(kept ? object : nullptr, left);
@@ -196,10 +185,10 @@ TEST(ErrorInfo, GetErrorInfoCalls) {
   }
 }
 
-// SetErrorInfo with the slot holding A: 0 and B replace A, 0 and null clear
-// it, and A's reference is released either way (a leak shows in A's count);
-// setting A again must not free A between the release and the new reference;
-// a reserved value other than 0 is refused and leaves A in place.
+// SetErrorInfo with the slot holding A: B replaces A, null clears, A again
+// keeps A (not freed in between), a reserved value other than 0 is refused;
+// A's reference is released either way. The slot keeps an object alive and
+// the last Release frees it (ASan shows a use after free or a leak).
 TEST(ErrorInfo, SetErrorInfoCalls) {
   enum Slot { kNone, kA, kB };
   struct Row {
@@ -232,11 +221,6 @@ TEST(ErrorInfo, SetErrorInfoCalls) {
     a->Release();
     b->Release();
   }
-}
-
-// The object outlives its creator's references while the slot holds it, and
-// dies with the last Release (ASan shows a use after free or a leak).
-TEST(ErrorInfo, SlotKeepsObjectAlive) {
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
@@ -250,10 +234,12 @@ TEST(ErrorInfo, SlotKeepsObjectAlive) {
   EXPECT_EQ(0u, back->Release());
 }
 
-// QueryInterface from either interface: IUnknown, IErrorInfo and
-// ICreateErrorInfo are answered with a reference each, one IUnknown for both
-// (identity), and anything else gives E_NOINTERFACE with null stored.
+// QueryInterface from either interface answers IUnknown (one for both),
+// IErrorInfo and ICreateErrorInfo with a reference each, and anything else
+// with E_NOINTERFACE and null; both interfaces fill one object.
 TEST(ErrorInfo, QueryInterface) {
+  const GUID kDispatchIid = {
+      0x00020400, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
@@ -265,7 +251,7 @@ TEST(ErrorInfo, QueryInterface) {
       {"IUnknown", IID_IUnknown, S_OK},
       {"IErrorInfo", IID_IErrorInfo, S_OK},
       {"ICreateErrorInfo", IID_ICreateErrorInfo, S_OK},
-      {"other", kOtherIid, E_NOINTERFACE},
+      {"other", kDispatchIid, E_NOINTERFACE},
   };
   void* unknowns[2] = {};
   IUnknown* froms[] = {info, create};
@@ -282,33 +268,28 @@ TEST(ErrorInfo, QueryInterface) {
       ASSERT_NE(nullptr, out);
       EXPECT_EQ(2u, OtherRefs(info)) << "QueryInterface adds one reference";
       if (&row.iid == &IID_IUnknown) unknowns[from] = out;
+      if (&row.iid == &IID_ICreateErrorInfo && from == 0) {
+        EXPECT_EQ(S_OK, static_cast<ICreateErrorInfo*>(out)->SetSource(
+                            const_cast<LPOLESTR>(OLESTR("same"))));
+      }
       static_cast<IUnknown*>(out)->Release();
     }
   }
   EXPECT_EQ(unknowns[0], unknowns[1]);
-  // An ICreateErrorInfo obtained from the IErrorInfo fills the same object.
-  void* again = nullptr;
-  ASSERT_EQ(S_OK, info->QueryInterface(IID_ICreateErrorInfo, &again));
-  EXPECT_EQ(S_OK, static_cast<ICreateErrorInfo*>(again)->SetSource(
-                      const_cast<LPOLESTR>(OLESTR("same"))));
-  static_cast<ICreateErrorInfo*>(again)->Release();
   EXPECT_EQ(u"same", Text(info, &IErrorInfo::GetSource));
   info->Release();
   create->Release();
 }
 
-// The slot is per thread: an object set on one thread is not seen on another
-// (nor on the main thread), and it is released when its thread ends.
+// The slot is per thread, and released when its thread ends.
 TEST(ErrorInfo, SlotPerThread) {
   IErrorInfo* info = NewInfo();
   ASSERT_NE(nullptr, info);
   HRESULT setResult = E_FAIL;
   HRESULT otherResult = E_FAIL;
   IErrorInfo* otherOut = Untouched();
-  std::thread setter([&] { setResult = SetErrorInfo(0, info); });
-  setter.join();
-  std::thread reader([&] { otherResult = GetErrorInfo(0, &otherOut); });
-  reader.join();
+  std::thread([&] { setResult = SetErrorInfo(0, info); }).join();
+  std::thread([&] { otherResult = GetErrorInfo(0, &otherOut); }).join();
   EXPECT_EQ(S_OK, setResult);
   EXPECT_EQ(S_FALSE, otherResult);
   EXPECT_EQ(nullptr, otherOut);

@@ -72,132 +72,63 @@ Bytes ValidImage() {
   return out;
 }
 constexpr std::size_t kSecondRecord = 32;
+constexpr std::size_t kFirstCount = kSecondRecord + 32;
 
-// Finds id 1 in a heap copy of exactly the image's size.
-bool Find(const Bytes& image, UINT id = 1, LangId user = 0x0409,
-          std::u16string* text = nullptr) {
-  std::unique_ptr<unsigned char[]> copy(new unsigned char[image.size() + 1]);
-  // +1 keeps new[] from returning null-like storage for size 0; the reader
-  // is told the true size.
-  if (!image.empty()) std::memcpy(copy.get(), image.data(), image.size());
-  const unsigned char* units = nullptr;
-  std::uint32_t length = 0;
-  bool found =
-      FindResourceString(copy.get(), image.size(), id, user, &units, &length);
-  if (found && text != nullptr) {
-    text->clear();
-    for (std::uint32_t i = 0; i < length; ++i) {
-      text->push_back(
-          static_cast<char16_t>(units[2 * i] | units[2 * i + 1] << 8));
-    }
+// The valid image with one little-endian field of `width` bytes replaced.
+Bytes Patched(std::size_t offset, std::uint32_t value, int width) {
+  Bytes image = ValidImage();
+  for (int i = 0; i < width; ++i) {
+    image[offset + i] = static_cast<unsigned char>(value >> (8 * i));
   }
-  return found;
+  return image;
 }
 
-// An exactly-sized heap copy for the tests that need the end to be the end.
+// A heap copy of exactly the image's size, for a reader that must stop at
+// its end.
 struct ExactImage {
   explicit ExactImage(const Bytes& image)
-      : bytes(new unsigned char[image.size()]), size(image.size()) {
+      : bytes(new unsigned char[image.empty() ? 1 : image.size()]),
+        size(image.size()) {
     if (!image.empty()) std::memcpy(bytes.get(), image.data(), image.size());
   }
   std::unique_ptr<unsigned char[]> bytes;
   std::size_t size;
 };
 
-// The reader's positive case, so that the refusals below mean something.
-TEST(ResImage, ValidImageIsRead) {
+// The text of `id`, or "(refused)".
+std::u16string Find(const Bytes& image, UINT id, LangId user = 0x0409) {
+  ExactImage exact(image);
+  const unsigned char* units = nullptr;
+  std::uint32_t length = 0;
+  if (!FindResourceString(exact.bytes.get(), exact.size, id, user, &units,
+                          &length)) {
+    return u"(refused)";
+  }
   std::u16string text;
-  ASSERT_TRUE(Find(ValidImage(), 1, 0x0409, &text));
-  EXPECT_EQ(u"hello", text);
-  EXPECT_TRUE(Find(ValidImage(), 15, 0x0409, &text));  // same block, no text
-  EXPECT_EQ(u"", text);
-  EXPECT_FALSE(Find(ValidImage(), 16));  // no block 2
-}
-
-// Every cut of the image before the end of its string data is refused: a
-// reader that trusts a size field reads past the cut (ASan) or returns text.
-TEST(ResImage, EveryTruncationIsRefused) {
-  const Bytes image = ValidImage();
-  const std::size_t dataEnd =
-      kSecondRecord + 32 + Block({{1, u"hello"}}).size();
-  for (std::size_t cut = 0; cut < dataEnd; ++cut) {
-    SCOPED_TRACE(cut);
-    ExactImage exact(Bytes(image.begin(), image.begin() + cut));
-    const unsigned char* units = nullptr;
-    std::uint32_t length = 0;
-    EXPECT_FALSE(FindResourceString(exact.bytes.get(), exact.size, 1, 0x0409,
-                                    &units, &length));
+  for (std::uint32_t i = 0; i < length; ++i) {
+    text.push_back(static_cast<char16_t>(units[2 * i] | units[2 * i + 1] << 8));
   }
+  return text;
 }
 
-// Size fields that lie: each row patches one field of a valid image. The
-// reader must refuse the image, not loop, and not wrap around in its
-// arithmetic.
-TEST(ResImage, LyingSizesAreRefused) {
-  struct Row {
-    const char* name;
-    std::size_t offset;  // of the patched DWORD or WORD
-    std::uint32_t value;
-    int width;
-  };
-  const std::size_t block = kSecondRecord + 32;
-  const Row rows[] = {
-      {"zero-size record", 4, 0, 4},
-      {"header smaller than its sizes", kSecondRecord + 4, 4, 4},
-      {"header too small for its tail", kSecondRecord + 4, 24, 4},
-      {"header size not DWORD-aligned", kSecondRecord + 4, 30, 4},
-      {"header size past the end", kSecondRecord + 4, 0x1000, 4},
-      {"header size overflows", kSecondRecord + 4, 0xFFFFFFFF, 4},
-      {"data size past the end", kSecondRecord, 0x1000, 4},
-      {"data size overflows", kSecondRecord, 0xFFFFFFFF, 4},
-      {"header + data wraps in 32 bits", kSecondRecord, 0xFFFFFFF0, 4},
-      {"string count past the block", block + 2, 0x7FFF, 2},
-      {"first count past the block", block, 0xFFFF, 2},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    Bytes image = ValidImage();
-    for (int i = 0; i < row.width; ++i) {
-      image[row.offset + i] = static_cast<unsigned char>(row.value >> (8 * i));
-    }
-    EXPECT_FALSE(Find(image));
-  }
-}
-
-// Records whose structure, not a size, is broken.
-TEST(ResImage, BrokenRecordsAreRefused) {
-  // A block that holds 3 of its 16 strings, data size consistent with that.
-  Bytes shortBlock;
+// Images and what they give: the reader's positive cases, so that the
+// refusals mean something; size fields that lie (one field of a valid image
+// patched), which must be refused without a loop or arithmetic that wraps
+// around; records whose structure is broken; and records that are not
+// string blocks. Padding missing after the last record is no fault, and the
+// first of two equal records stands.
+TEST(ResImage, ImagesAndWhatTheyGive) {
+  Bytes shortBlock;  // 3 of its 16 strings, data size consistent with that
   PutRecord(shortBlock, 6, 1, 0x0409, Bytes{1, 0, 'a', 0, 0, 0, 0, 0});
-  EXPECT_TRUE(Find(shortBlock, 0));
-  EXPECT_FALSE(Find(shortBlock, 10)) << "truncated block";
-
   Bytes emptyData;
   PutRecord(emptyData, 6, 1, 0x0409, Bytes());
-  EXPECT_FALSE(Find(emptyData)) << "string block without data";
-
-  // A type name that runs to the end of the header without a terminator.
-  Bytes unterminated;
+  Bytes unterminated;  // a type name that runs to the end of the header
   PutDword(unterminated, 0);
   PutDword(unterminated, 32);
   for (int i = 0; i < 12; ++i) PutWord(unterminated, 'A');
-  EXPECT_FALSE(Find(unterminated)) << "unterminated name";
-
-  // A partial header behind the last record.
-  Bytes trailing = ValidImage();
+  Bytes trailing = ValidImage();  // a partial header behind the last record
   trailing.insert(trailing.end(), {1, 2, 3, 4});
-  EXPECT_FALSE(Find(trailing)) << "trailing bytes";
-
-  EXPECT_FALSE(Find(Bytes())) << "empty image";
-  const unsigned char* units = nullptr;
-  std::uint32_t length = 0;
-  EXPECT_FALSE(FindResourceString(nullptr, 64, 1, 0x0409, &units, &length));
-}
-
-// Names and types given as strings are not RT_STRING blocks; padding missing
-// after the last record is no fault; the first of two equal records stands.
-TEST(ResImage, RecordsThatAreNotStringBlocks) {
-  Bytes named;
+  Bytes named;  // type "STR", name 1
   PutDword(named, 0);
   PutDword(named, 36);
   for (char16_t unit : std::u16string(u"STR")) PutWord(named, unit);
@@ -206,29 +137,78 @@ TEST(ResImage, RecordsThatAreNotStringBlocks) {
   PutWord(named, 1);
   Align(named);
   for (int i = 0; i < 4; ++i) PutDword(named, 0);
-  ASSERT_EQ(36u, named.size());
-  EXPECT_FALSE(Find(named));
-
   Bytes twice;
   PutRecord(twice, 6, 1, 0x0409, Block({{1, u"first"}}));
   PutRecord(twice, 6, 1, 0x0409, Block({{1, u"second"}}));
-  std::u16string text;
-  EXPECT_TRUE(Find(twice, 1, 0x0409, &text));
-  EXPECT_EQ(u"first", text);
-
   Bytes unpadded;
   PutRecord(unpadded, 6, 1, 0x0409, Block({{1, u"x"}}));
   unpadded.resize(unpadded.size() - 2);  // 16 counts + 1 unit = 34 bytes
-  EXPECT_TRUE(Find(unpadded, 1, 0x0409, &text));
-  EXPECT_EQ(u"x", text);
+
+  const std::u16string kRefused = u"(refused)";
+  struct Row {
+    const char* name;
+    Bytes image;
+    UINT id;
+    std::u16string text;
+  } rows[] = {
+      {"valid", ValidImage(), 1, u"hello"},
+      {"valid, same block, no text", ValidImage(), 15, u""},
+      {"valid, no block 2", ValidImage(), 16, kRefused},
+      {"zero-size record", Patched(4, 0, 4), 1, kRefused},
+      {"header smaller than its sizes", Patched(kSecondRecord + 4, 4, 4), 1,
+       kRefused},
+      {"header too small for its tail", Patched(kSecondRecord + 4, 24, 4), 1,
+       kRefused},
+      {"header size not DWORD-aligned", Patched(kSecondRecord + 4, 30, 4), 1,
+       kRefused},
+      {"header size past the end", Patched(kSecondRecord + 4, 0x1000, 4), 1,
+       kRefused},
+      {"header size overflows", Patched(kSecondRecord + 4, 0xFFFFFFFF, 4), 1,
+       kRefused},
+      {"data size past the end", Patched(kSecondRecord, 0x1000, 4), 1,
+       kRefused},
+      {"data size overflows", Patched(kSecondRecord, 0xFFFFFFFF, 4), 1,
+       kRefused},
+      {"header + data wraps in 32 bits", Patched(kSecondRecord, 0xFFFFFFF0, 4),
+       1, kRefused},
+      {"string count past the block", Patched(kFirstCount + 2, 0x7FFF, 2), 1,
+       kRefused},
+      {"first count past the block", Patched(kFirstCount, 0xFFFF, 2), 1,
+       kRefused},
+      {"short block, id inside", shortBlock, 0, u"a"},
+      {"short block, id past its end", shortBlock, 10, kRefused},
+      {"string block without data", emptyData, 1, kRefused},
+      {"unterminated name", unterminated, 1, kRefused},
+      {"trailing bytes", trailing, 1, kRefused},
+      {"empty image", Bytes(), 1, kRefused},
+      {"type given as a name", named, 1, kRefused},
+      {"two equal records", twice, 1, u"first"},
+      {"last record unpadded", unpadded, 1, u"x"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.text, Find(row.image, row.id));
+  }
+  const unsigned char* units = nullptr;
+  std::uint32_t length = 0;
+  EXPECT_FALSE(FindResourceString(nullptr, 64, 1, 0x0409, &units, &length));
+}
+
+// Every cut of the image before the end of its string data is refused: a
+// reader that trusts a size field reads past the cut (ASan) or returns text.
+TEST(ResImage, EveryTruncationIsRefused) {
+  const Bytes image = ValidImage();
+  const std::size_t dataEnd = kFirstCount + Block({{1, u"hello"}}).size();
+  for (std::size_t cut = 0; cut < dataEnd; ++cut) {
+    SCOPED_TRACE(cut);
+    EXPECT_EQ(u"(refused)", Find(Bytes(image.begin(), image.begin() + cut), 1));
+  }
 }
 
 // LoadStringW's contract on an image: a malformed one gives 0 and leaves the
 // buffer alone; limit 0 gives the length and the text in place.
 TEST(ResImage, LoadStringFromImage) {
-  Bytes broken = ValidImage();
-  broken[kSecondRecord] = 0xFF;
-  ExactImage bad(broken);
+  ExactImage bad(Patched(kSecondRecord, 0xFF, 1));
   WCHAR buffer[8] = {0x7777};
   EXPECT_EQ(
       0, LoadStringFromImage(bad.bytes.get(), bad.size, 1, 0x0409, buffer, 8));
@@ -243,9 +223,8 @@ TEST(ResImage, LoadStringFromImage) {
   const WCHAR* text = nullptr;
   EXPECT_EQ(5, LoadStringFromImage(good.bytes.get(), good.size, 1, 0x0409,
                                    reinterpret_cast<LPWSTR>(&text), 0));
-  EXPECT_EQ(
-      reinterpret_cast<const WCHAR*>(good.bytes.get() + kSecondRecord + 32 + 4),
-      text);
+  EXPECT_EQ(reinterpret_cast<const WCHAR*>(good.bytes.get() + kFirstCount + 4),
+            text);
 }
 
 // The language order with the user's language given: neutral, the user's,
@@ -276,9 +255,7 @@ TEST(ResImage, LanguageOrder) {
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::Message()
                  << std::hex << row.user << " id " << std::dec << row.id);
-    std::u16string text;
-    ASSERT_TRUE(Find(image, row.id, row.user, &text));
-    EXPECT_EQ(std::u16string(row.text), text);
+    EXPECT_EQ(std::u16string(row.text), Find(image, row.id, row.user));
   }
 }
 

@@ -1,5 +1,6 @@
-// Helpers for the string tests: buffers made by each allocator that the
-// Attach operations take over, and counts of buffer frees by kind.
+// Helpers for the string tests: wide text from ASCII or units, values made
+// with a chosen set of forms, buffers made by each allocator that the Attach
+// operations take over, and counts of buffer frees by kind.
 #ifndef KZCOMMON_TESTS_STRINGS_STRING_TEST_UTIL_H_
 #define KZCOMMON_TESTS_STRINGS_STRING_TEST_UTIL_H_
 
@@ -7,8 +8,10 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 
+#include "strings/internal/test_access.h"
 #include "strings/string_block.h"
 
 namespace kztest {
@@ -22,10 +25,54 @@ inline std::size_t WideLen(const WCHAR* text) {
 }
 
 // ASCII text as wide text.
-inline WString Widen(const char* text) {
+inline WString Widen(const std::string& text) {
+  return WString(text.begin(), text.end());
+}
+
+// Wide text from its units, zeros and surrogates included.
+inline WString Units(std::initializer_list<unsigned> units) {
   WString out;
-  for (; *text != 0; ++text) out.push_back(static_cast<WCHAR>(*text));
+  for (unsigned u : units) out.push_back(static_cast<WCHAR>(u));
   return out;
+}
+
+// Wide text from ASCII for the wide overloads; null stays null.
+class WideOrNull {
+ public:
+  explicit WideOrNull(const char* ascii)
+      : null_(ascii == nullptr), text_(Widen(null_ ? "" : ascii)) {}
+  const WCHAR* get() const { return null_ ? nullptr : text_.c_str(); }
+
+ private:
+  bool null_;
+  WString text_;
+};
+
+// Bit set: which forms a block holds.
+enum Forms : int { kNoForm = 0, kWideOnly = 1, kMbsOnly = 2, kBothForms = 3 };
+
+inline int FormsOf(const CKZString& s) {
+  return (CKZStringTestAccess::HasWide(s) ? kWideOnly : 0) |
+         (CKZStringTestAccess::HasMbs(s) ? kMbsOnly : 0);
+}
+
+// A value holding one text, given in both spellings, in exactly the forms
+// asked for. Both forms start from the wide one, so that a wide text with no
+// multibyte spelling gets the one the conversion gives it.
+inline CKZString Make(const char* bytes, const WCHAR* wide, Forms forms) {
+  CKZString s;
+  if (forms == kMbsOnly) {
+    s = bytes;
+  } else {
+    s = wide;
+  }
+  if (forms == kBothForms) static_cast<void>(static_cast<const char*>(s));
+  return s;
+}
+// The same for ASCII text; null for nullptr.
+inline CKZString Make(const char* ascii, Forms forms) {
+  if (ascii == nullptr) return CKZString();
+  return Make(ascii, Widen(ascii).c_str(), forms);
 }
 
 inline char* MallocMbs(const char* text) {
@@ -98,21 +145,19 @@ inline const void* AttachNew(CKZString& s, AttachOp op, const char* mbs,
   return nullptr;
 }
 
-// Frees of buffers by allocator kind since construction.
-class FreeCounts {
+// Grows and frees of buffers by allocator kind since construction.
+class AllocCounts {
  public:
-  FreeCounts() : start_(KZGetAllocCounters()) {}
-  unsigned long Crt() const {
-    return KZGetAllocCounters().crtFree - start_.crtFree;
-  }
-  unsigned long Ole() const {
-    return KZGetAllocCounters().oleFree - start_.oleFree;
-  }
-  unsigned long Bstr() const {
-    return KZGetAllocCounters().bstrFree - start_.bstrFree;
-  }
+  AllocCounts() : start_(KZGetAllocCounters()) {}
+  unsigned long CrtGrow() const { return Now().crtGrow - start_.crtGrow; }
+  unsigned long OleGrow() const { return Now().oleGrow - start_.oleGrow; }
+  unsigned long BstrGrow() const { return Now().bstrGrow - start_.bstrGrow; }
+  unsigned long Crt() const { return Now().crtFree - start_.crtFree; }
+  unsigned long Ole() const { return Now().oleFree - start_.oleFree; }
+  unsigned long Bstr() const { return Now().bstrFree - start_.bstrFree; }
 
  private:
+  static KZAllocCounters Now() { return KZGetAllocCounters(); }
   KZAllocCounters start_;
 };
 
