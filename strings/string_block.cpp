@@ -215,7 +215,8 @@ void CKZStringBlock::EnsureWide() {
   if (wide == nullptr) OutOfMemory();
   // The ASCII head converts alike in every locale; the run-time does the
   // rest.
-  std::size_t count = kzscan::WidenAsciiPrefix(wide, mbsBuffer, mbsLength);
+  std::size_t count =
+      kzscan::best::WidenAsciiPrefix(wide, mbsBuffer, mbsLength);
   if (count < mbsLength && mbsBuffer[count] != 0) {
     std::size_t rest =
         platform::mbstowcs(wide + count, mbsBuffer + count, mbsLength - count);
@@ -237,7 +238,8 @@ void CKZStringBlock::EnsureMbs() {
   std::size_t room = capacity > limit ? capacity : limit;
   char* mbs = static_cast<char*>(std::malloc(room + 1));
   if (mbs == nullptr) OutOfMemory();
-  std::size_t count = kzscan::NarrowAsciiPrefix(mbs, wideBuffer, wideLength);
+  std::size_t count =
+      kzscan::best::NarrowAsciiPrefix(mbs, wideBuffer, wideLength);
   if (count < wideLength && wideBuffer[count] != 0) {
     std::size_t rest =
         platform::wcstombs(mbs + count, wideBuffer + count, limit - count);

@@ -12,6 +12,7 @@
 
 #include "platform/platform.h"
 
+#include "strings/internal/unit_scan.h"
 #include "strings/string_block.h"
 
 namespace {
@@ -106,9 +107,14 @@ CKZString CKZString::operator+(const WCHAR* right) const {
   const std::uint32_t rightLength = WideTextLength(right);
   // The new block fits the result and keeps the usual room to spare: the
   // append below never grows it.
-  CKZString result(CKZStringBlock::CreateWide(
-      static_cast<const WCHAR*>(*this), left, JoinCapacity(left, rightLength)));
-  if (result.m_block != nullptr) result.AppendWide(right, rightLength);
+  const WCHAR* form = static_cast<const WCHAR*>(*this);
+  CKZString result(CKZStringBlock::CreateWide(nullptr, left,
+                                              JoinCapacity(left, rightLength)));
+  if (result.m_block != nullptr) {
+    kzscan::CopyFormUpToZero(result.m_block->wideBuffer, form,
+                             m_block->wideLength, left);
+    result.AppendWide(right, rightLength);
+  }
   return result;
 }
 

@@ -12,11 +12,13 @@
 // gives "ab\0\0x", and SubString(3) is two zero units.
 #include <kzcommon/kzstring.h>
 
+#include <cstddef>
 #include <cstring>
 
 #include "platform/platform.h"
 
 #include "strings/internal/unit_scan.h"
+#include "strings/internal/wide_scan.h"
 #include "strings/string_block.h"
 
 namespace {
@@ -60,10 +62,13 @@ void CKZString::UnshareWide() {
   const std::uint32_t length = Length();
   if (m_block->refCount > 1) {
     m_block->EnsureWide();
-    // The shared block keeps both forms for its other sharers. CreateWide
-    // pads with zeros where the wide form is shorter than `length`.
-    CKZStringBlock* own =
-        CKZStringBlock::CreateWide(m_block->wideBuffer, length);
+    // The shared block keeps both forms for its other sharers. The copy is
+    // padded with zeros where the wide form is shorter than `length`.
+    CKZStringBlock* own = CKZStringBlock::CreateWide(nullptr, length);
+    if (own != nullptr) {
+      kzscan::CopyFormUpToZero(own->wideBuffer, m_block->wideBuffer,
+                               m_block->wideLength, length);
+    }
     Release(m_block);
     m_block = own;  // null if memory ran out: the edit then finds no text
     return;
@@ -152,8 +157,12 @@ CKZString CKZString::CopyPart(std::uint32_t length, std::uint32_t from,
   const WCHAR* text = m_block->wideBuffer;
   CKZStringBlock* part = CKZStringBlock::CreateWide(nullptr, length);
   if (part == nullptr) return CKZString();
-  const std::uint32_t firstZero =
-      static_cast<std::uint32_t>(kzscan::BoundedLength(text, from + n));
+  // The form's own units end at its terminator, which may come before
+  // from + n (see the note at the top): the scan stops there at the latest.
+  const std::size_t reach = std::size_t{m_block->wideLength} + 1;
+  const std::size_t end = std::size_t{from} + n;
+  const std::uint32_t firstZero = static_cast<std::uint32_t>(
+      kzscan::best::FirstOf(text, end < reach ? end : reach, 0));
   const std::uint32_t copied = firstZero > from ? firstZero - from : 0;
   std::memcpy(part->wideBuffer, text + from, copied * sizeof(WCHAR));
   std::memset(part->wideBuffer + copied, 0,
@@ -188,11 +197,15 @@ CKZString CKZString::SubString(ULONG start, ULONG count) const {
   if (start == 0 && n >= length) return *this;
   m_block->EnsureWide();
   // A start past the wide form (zero bytes that it does not reach) reads
-  // from its terminator; CreateWide then pads the part with zeros.
-  const WCHAR* from =
-      m_block->wideBuffer +
-      (start <= m_block->wideLength ? start : m_block->wideLength);
-  return CKZString(CKZStringBlock::CreateWide(from, n));
+  // from its terminator; the part is then padded with zeros.
+  const std::uint32_t at =
+      start <= m_block->wideLength ? start : m_block->wideLength;
+  CKZStringBlock* part = CKZStringBlock::CreateWide(nullptr, n);
+  if (part != nullptr) {
+    kzscan::CopyFormUpToZero(part->wideBuffer, m_block->wideBuffer + at,
+                             m_block->wideLength - at, n);
+  }
+  return CKZString(part);
 }
 
 bool CKZString::SetAt(ULONG position, WCHAR unit) {
