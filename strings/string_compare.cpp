@@ -28,11 +28,14 @@ inline int Order(unsigned a, unsigned b) {
 constexpr std::size_t kMemcmpFrom = 64;
 
 // Keeps a rare path's calls, and the registers that they make a caller save,
-// out of a fast path.
+// out of a fast path; and keeps the fast path in its caller, which the
+// compiler's size estimate of the inlined scans would otherwise decide.
 #if defined(__GNUC__)
 #define KZ_OUT_OF_LINE __attribute__((noinline))
+#define KZ_IN_LINE inline __attribute__((always_inline))
 #else
 #define KZ_OUT_OF_LINE
+#define KZ_IN_LINE inline
 #endif
 
 // wcscmp on 16-bit units, taken as unsigned values; -1, 0 or 1. The length
@@ -62,8 +65,8 @@ KZ_OUT_OF_LINE int CompareLongSameLength(const WCHAR* a, const WCHAR* b,
 // at their lengths, so the units up to the shorter length and its terminator
 // are readable, and the scan meets a zero of one of them by then at the
 // latest.
-inline int CompareWideCounted(const WCHAR* a, std::uint32_t lengthA,
-                              const WCHAR* b, std::uint32_t lengthB) {
+KZ_IN_LINE int CompareWideCounted(const WCHAR* a, std::uint32_t lengthA,
+                                  const WCHAR* b, std::uint32_t lengthB) {
   if (lengthA == lengthB) {
     if (lengthA >= kMemcmpFrom) return CompareLongSameLength(a, b, lengthA);
     if (lengthA >= 8 && kzscan::best::SameUnits(a, b, lengthA)) return 0;

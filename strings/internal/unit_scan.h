@@ -94,10 +94,10 @@ inline std::size_t NarrowAsciiPrefix(char* out, const WCHAR* text,
   for (; i + 8 <= count; i += 8) {
     const __m128i v = Load(text + i);
     // ASCII units have no bit above 0x7F; a zero unit ends the text.
-    const __m128i stop =
-        _mm_or_si128(Not(_mm_cmpeq_epi16(_mm_and_si128(v, notAscii), zero)),
-                     _mm_cmpeq_epi16(v, zero));
-    if (Mask(stop) != 0) break;
+    const __m128i go =
+        _mm_andnot_si128(_mm_cmpeq_epi16(v, zero),
+                         _mm_cmpeq_epi16(_mm_and_si128(v, notAscii), zero));
+    if (Mask(go) != 0xFFFF) break;
     _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i),
                      _mm_packus_epi16(v, v));
   }
