@@ -5,7 +5,8 @@
 // functions can't be used there. The loops keep the C library's semantics
 // (a text ends at its first zero unit, the terminator can be searched for),
 // and where a form's length is known they look at many units at a time
-// (strings/internal/wide_scan.h), never past the form's terminator.
+// (strings/internal/wide_scan.h), never past the form's terminator. A
+// client's text, whose length is unknown, is read one unit at a time.
 #include <kzcommon/kzstring.h>
 
 #include <cstddef>
