@@ -261,7 +261,7 @@ namespace {
 // replacements.
 std::size_t Widen(WCHAR* out, const char* text, std::uint32_t length) {
   std::size_t count =
-      out != nullptr ? kzscan::WidenAsciiPrefix(out, text, length) : 0;
+      out != nullptr ? kzscan::best::WidenAsciiPrefix(out, text, length) : 0;
   if (count < length && text[count] != 0) {
     WCHAR* to = out != nullptr ? out + count : nullptr;
     std::size_t rest = platform::mbstowcs(to, text + count, length - count);
@@ -276,7 +276,7 @@ std::size_t Widen(WCHAR* out, const char* text, std::uint32_t length) {
 std::size_t Narrow(char* out, const WCHAR* text, std::uint32_t length,
                    std::size_t limit) {
   std::size_t count =
-      out != nullptr ? kzscan::NarrowAsciiPrefix(out, text, length) : 0;
+      out != nullptr ? kzscan::best::NarrowAsciiPrefix(out, text, length) : 0;
   if (count < length && text[count] != 0) {
     char* to = out != nullptr ? out + count : nullptr;
     std::size_t rest = platform::wcstombs(to, text + count, limit - count);

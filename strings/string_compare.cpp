@@ -5,7 +5,8 @@
 // functions can't be used there. The loops keep the C library's semantics
 // (a text ends at its first zero unit, the terminator can be searched for),
 // and where a form's length is known they look at many units at a time
-// (strings/internal/wide_scan.h), never past the form's terminator.
+// (strings/internal/wide_scan.h), never past the form's terminator. A
+// client's text, whose length is unknown, is read one unit at a time.
 #include <kzcommon/kzstring.h>
 
 #include <cstddef>
@@ -19,10 +20,6 @@
 
 namespace {
 
-using kzscan::portable::kLanes;
-using kzscan::portable::Load4;
-using kzscan::portable::ZeroLanes;
-
 inline int Order(unsigned a, unsigned b) {
   return a < b ? -1 : (a > b ? 1 : 0);
 }
@@ -32,11 +29,14 @@ inline int Order(unsigned a, unsigned b) {
 constexpr std::size_t kMemcmpFrom = 64;
 
 // Keeps a rare path's calls, and the registers that they make a caller save,
-// out of a fast path.
+// out of a fast path; and keeps the fast path in its caller, which the
+// compiler's size estimate of the inlined scans would otherwise decide.
 #if defined(__GNUC__)
 #define KZ_OUT_OF_LINE __attribute__((noinline))
+#define KZ_IN_LINE inline __attribute__((always_inline))
 #else
 #define KZ_OUT_OF_LINE
+#define KZ_IN_LINE inline
 #endif
 
 // wcscmp on 16-bit units, taken as unsigned values; -1, 0 or 1. The length
@@ -66,8 +66,8 @@ KZ_OUT_OF_LINE int CompareLongSameLength(const WCHAR* a, const WCHAR* b,
 // at their lengths, so the units up to the shorter length and its terminator
 // are readable, and the scan meets a zero of one of them by then at the
 // latest.
-inline int CompareWideCounted(const WCHAR* a, std::uint32_t lengthA,
-                              const WCHAR* b, std::uint32_t lengthB) {
+KZ_IN_LINE int CompareWideCounted(const WCHAR* a, std::uint32_t lengthA,
+                                  const WCHAR* b, std::uint32_t lengthB) {
   if (lengthA == lengthB) {
     if (lengthA >= kMemcmpFrom) return CompareLongSameLength(a, b, lengthA);
     if (lengthA >= 8 && kzscan::best::SameUnits(a, b, lengthA)) return 0;
@@ -87,101 +87,36 @@ inline bool IsAscii(unsigned u) { return u < 0x80; }
 inline bool IsSurrogate(unsigned u) { return (u & 0xF800) == 0xD800; }
 inline bool IsHighSurrogate(unsigned u) { return (u & 0xFC00) == 0xD800; }
 
-// Two different ASCII units that are equal when case is ignored: they differ
-// in bit 0x20 alone and are letters. Every locale folds ASCII this way.
-inline bool AsciiFoldEqual(unsigned x, unsigned y) {
-  return (x ^ y) == 0x20 && static_cast<unsigned>((x | 0x20) - 'a') < 26;
-}
-
-// A word of ASCII lanes (16-bit units or bytes: `lanes` has a 1 in each)
-// with 'A'..'Z' turned to lower case. No lane carries into the next: each
-// value is below 0x80, and the sums stay below 0x100.
-inline std::uint64_t LowerAsciiLanes(std::uint64_t word, std::uint64_t lanes) {
-  const std::uint64_t upper =
-      (word + lanes * 0x3F) & ~(word + lanes * 0x25) & (lanes * 0x80);
-  return word | (upper >> 2);
-}
-
-// Over the first `n` units, which both texts are known to have, words of
-// four ASCII units are folded and compared at once. Stops at the first word
-// that isn't ASCII on both sides or doesn't fold equal; returns its index, or
-// a value past n when a common zero unit already decided that the texts are
-// equal.
-std::size_t WideAsciiRun(const WCHAR* a, const WCHAR* b, std::size_t n) {
-  constexpr std::uint64_t kNotAscii = 0xFF80FF80FF80FF80ull;
-  std::size_t i = 0;
-  for (; i + 4 <= n; i += 4) {
-    const std::uint64_t x = Load4(a + i);
-    const std::uint64_t y = Load4(b + i);
-    if (((x | y) & kNotAscii) != 0 ||
-        LowerAsciiLanes(x, kLanes) != LowerAsciiLanes(y, kLanes)) {
-      break;
-    }
-    if (ZeroLanes(x) != 0) return n + 1;
-  }
-  return i;
-}
-
 // _wcsicmp(a, b) == 0, with the run-time asked only about units that aren't
-// ASCII. The first `n` units of both texts are readable (see WideAsciiRun).
-// The run-time folds unit by unit, so a pair that isn't plain ASCII is asked
-// about alone and the walk goes on. Surrogates are handed to the run-time
-// with the rest of the text, from the start of their pair, so a fold that
-// treats a pair as one character gives the same answer too.
+// ASCII. The units [0, n] of both texts are readable, and one of them ends
+// by n: the shorter length, or the text's length where it is shorter than
+// the form. The scan passes the pairs that the ASCII fold makes equal and
+// stops at any other; a pair of ASCII units that stops it differs after the
+// fold or is the common end. The run-time folds unit by unit, so a pair that
+// isn't plain ASCII is asked about alone and the walk goes on. Surrogates are
+// handed to the run-time with the rest of the text, from the start of their
+// pair, so a fold that treats a pair as one character gives the same answer
+// too.
 bool WideCaseLessEqual(const WCHAR* a, const WCHAR* b, std::size_t n) {
-  const std::size_t run = WideAsciiRun(a, b, n);
-  if (run > n) return true;
-  for (a += run, b += run;; ++a, ++b) {
-    const unsigned x = *a;
-    const unsigned y = *b;
+  for (std::size_t i = 0;; ++i) {
+    i += kzscan::best::FoldedMismatch(a + i, b + i, n - i);
+    const unsigned x = a[i];
+    const unsigned y = b[i];
+    if (IsAscii(x) && IsAscii(y)) return x == y;
     if (x == y) {
-      if (x == 0) return true;
-      if (IsHighSurrogate(x) && a[1] != b[1]) {
-        return platform::_wcsicmp(a, b) == 0;
+      if (IsHighSurrogate(x) && a[i + 1] != b[i + 1]) {
+        return platform::_wcsicmp(a + i, b + i) == 0;
       }
       continue;
     }
-    if (IsAscii(x) && IsAscii(y)) {
-      if (!AsciiFoldEqual(x, y)) return false;
-      continue;
+    if (IsSurrogate(x) || IsSurrogate(y)) {
+      return platform::_wcsicmp(a + i, b + i) == 0;
     }
-    if (IsSurrogate(x) || IsSurrogate(y)) return platform::_wcsicmp(a, b) == 0;
     // A non-ASCII unit can fold to an ASCII one (KELVIN SIGN to 'k'), so the
     // run-time decides every pair that isn't ASCII on both sides.
-    const WCHAR one[2] = {*a, 0};
-    const WCHAR other[2] = {*b, 0};
+    const WCHAR one[2] = {a[i], 0};
+    const WCHAR other[2] = {b[i], 0};
     if (platform::_wcsicmp(one, other) != 0) return false;
-  }
-}
-
-// _stricmp(a, b) == 0, without the run-time over a common run of ASCII,
-// eight bytes at a time over the first `n` bytes that both texts have. From
-// the first byte that isn't ASCII on either side (a character boundary in
-// every multibyte encoding, since all before it were ASCII) the run-time
-// compares the rest.
-bool MbsCaseLessEqual(const char* a, const char* b, std::size_t n) {
-  constexpr std::uint64_t kByteLanes = 0x0101010101010101ull;
-  constexpr std::uint64_t kNotAscii = 0x8080808080808080ull;
-  std::size_t i = 0;
-  for (; i + 8 <= n; i += 8) {
-    std::uint64_t x, y;
-    std::memcpy(&x, a + i, sizeof x);
-    std::memcpy(&y, b + i, sizeof y);
-    if (((x | y) & kNotAscii) != 0 ||
-        LowerAsciiLanes(x, kByteLanes) != LowerAsciiLanes(y, kByteLanes)) {
-      break;
-    }
-    if (((x - kByteLanes) & ~x & kNotAscii) != 0) return true;
-  }
-  for (a += i, b += i;; ++a, ++b) {
-    const unsigned x = static_cast<unsigned char>(*a);
-    const unsigned y = static_cast<unsigned char>(*b);
-    if (!IsAscii(x) || !IsAscii(y)) return platform::_stricmp(a, b) == 0;
-    if (x == y) {
-      if (x == 0) return true;
-      continue;
-    }
-    if (!AsciiFoldEqual(x, y)) return false;
   }
 }
 
@@ -191,13 +126,6 @@ std::size_t KnownUnits(const WCHAR* text, std::uint32_t limit) {
   std::size_t k = 0;
   while (k < limit && text[k] != 0) ++k;
   return k;
-}
-
-std::size_t KnownBytes(const char* text, std::uint32_t limit) {
-  const void* zero = std::memchr(text, 0, limit);
-  return zero == nullptr
-             ? limit
-             : static_cast<std::size_t>(static_cast<const char*>(zero) - text);
 }
 
 // The forms, built on first use; the test keeps the call out of the way once
@@ -290,10 +218,8 @@ bool CKZString::CaseLessEqual(const CKZString& other) const {
     return CaseLessEqual(theirs);
   }
   if (ChooseMbs(m_block, other.m_block)) {
-    const std::uint32_t a = m_block->mbsLength;
-    const std::uint32_t b = other.m_block->mbsLength;
-    return MbsCaseLessEqual(m_block->mbsBuffer, other.m_block->mbsBuffer,
-                            a < b ? a : b);
+    return platform::_stricmp(m_block->mbsBuffer, other.m_block->mbsBuffer) ==
+           0;
   }
   const WCHAR* theirs = WideForm(other.m_block);
   const WCHAR* mine = WideForm(m_block);
@@ -314,7 +240,7 @@ bool CKZString::CaseLessEqual(const char* text) const {
   if (m_block == nullptr) return text == nullptr;
   const char* form = MbsForm(m_block);
   if (text == nullptr || form == nullptr) return false;
-  return MbsCaseLessEqual(form, text, KnownBytes(text, m_block->mbsLength));
+  return platform::_stricmp(form, text) == 0;
 }
 
 LONG CKZString::Find(WCHAR unit) const {

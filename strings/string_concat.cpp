@@ -12,6 +12,7 @@
 
 #include "platform/platform.h"
 
+#include "strings/internal/unit_scan.h"
 #include "strings/string_block.h"
 
 namespace {
@@ -125,10 +126,11 @@ CKZString CKZString::operator+(const WCHAR* right) const {
   // The new block fits the result and keeps the usual room to spare: the
   // append below never grows it.
   CKZString result(
-      kzblock::CreateWide(text, left, JoinCapacity(left, rightLength)));
-  if (result.m_block != nullptr && !result.AppendWide(right, rightLength)) {
-    result.Empty();
-  }
+      kzblock::CreateWide(nullptr, left, JoinCapacity(left, rightLength)));
+  if (result.m_block == nullptr) return result;
+  kzscan::CopyFormUpToZero(result.m_block->wideBuffer, text,
+                           m_block->wideLength, left);
+  if (!result.AppendWide(right, rightLength)) result.Empty();
   return result;
 }
 

@@ -12,11 +12,13 @@
 // gives "ab\0\0x", and SubString(3) is two zero units.
 #include <kzcommon/kzstring.h>
 
+#include <cstddef>
 #include <cstring>
 
 #include "platform/platform.h"
 
 #include "strings/internal/unit_scan.h"
+#include "strings/internal/wide_scan.h"
 #include "strings/string_block.h"
 
 namespace {
@@ -73,10 +75,11 @@ bool CKZString::UnshareWide(std::uint32_t room) {
     // padded with zeros where the wide form is shorter than `length`.
     const std::uint32_t capacity = UnsharedCapacity(length, needed);
     CKZStringBlock* own =
-        capacity == 0
-            ? nullptr
-            : kzblock::CreateWideSized(m_block->wideBuffer, length, capacity);
+        capacity == 0 ? nullptr
+                      : kzblock::CreateWideSized(nullptr, length, capacity);
     if (own == nullptr) return false;
+    kzscan::CopyFormUpToZero(own->wideBuffer, m_block->wideBuffer,
+                             m_block->wideLength, length);
     Release(m_block);
     m_block = own;
     return true;
@@ -168,8 +171,12 @@ CKZString CKZString::CopyPart(std::uint32_t length, std::uint32_t from,
   const WCHAR* text = m_block->wideBuffer;
   CKZStringBlock* part = kzblock::CreateWide(nullptr, length);
   if (part == nullptr) return CKZString();
-  const std::uint32_t firstZero =
-      static_cast<std::uint32_t>(kzscan::BoundedLength(text, from + n));
+  // The form's own units end at its terminator, which may come before
+  // from + n (see the note at the top): the scan stops there at the latest.
+  const std::size_t reach = std::size_t{m_block->wideLength} + 1;
+  const std::size_t end = std::size_t{from} + n;
+  const std::uint32_t firstZero = static_cast<std::uint32_t>(
+      kzscan::best::FirstOf(text, end < reach ? end : reach, 0));
   const std::uint32_t copied = firstZero > from ? firstZero - from : 0;
   std::memcpy(part->wideBuffer, text + from, copied * sizeof(WCHAR));
   std::memset(part->wideBuffer + copied, 0,
@@ -204,11 +211,14 @@ CKZString CKZString::SubString(ULONG start, ULONG count) const {
   if (start == 0 && n >= length) return *this;
   if (!kzblock::EnsureWide(*m_block)) return CKZString();
   // A start past the wide form (zero bytes that it does not reach) reads
-  // from its terminator; CreateWide then pads the part with zeros.
-  const WCHAR* from =
-      m_block->wideBuffer +
-      (start <= m_block->wideLength ? start : m_block->wideLength);
-  return CKZString(kzblock::CreateWide(from, n));
+  // from its terminator; the part is then padded with zeros.
+  const std::uint32_t at =
+      start <= m_block->wideLength ? start : m_block->wideLength;
+  CKZStringBlock* part = kzblock::CreateWide(nullptr, n);
+  if (part == nullptr) return CKZString();
+  kzscan::CopyFormUpToZero(part->wideBuffer, m_block->wideBuffer + at,
+                           m_block->wideLength - at, n);
+  return CKZString(part);
 }
 
 bool CKZString::SetAt(ULONG position, WCHAR unit) {

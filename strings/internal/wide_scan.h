@@ -1,22 +1,23 @@
-// Scans over 16-bit units for CKZString's search and ordered comparison.
+// Scans over 16-bit units for CKZString's search and comparison.
 //
 // Every function reads only the units that its contract names, s[0, n) or,
-// for FindText, s[0, n]: callers pass at most the length of a wide form plus
-// its terminator, so that no load leaves the buffer, not even the harmless
-// over-read of an aligned load that a sanitizer would still report. A wide
-// form can hold zero units before its terminator; each function says what a
-// zero means to it.
+// for FindText, s[0, n] and the needle up to its terminator. Callers pass
+// ranges of the library's own forms, whose lengths are known: a form's
+// length plus its terminator at most. So no load leaves the text, not even
+// the over-read of an aligned load that stays within its page, and a text
+// that ends at the end of a page is safe. A form can hold zero units before
+// its terminator; each function says what a zero means to it.
 //
-// Two flavours keep one contract: `portable` looks at four units at a time in
-// a 64-bit word, `sse2` at eight in a vector and hands ranges shorter than
-// one vector to `portable`. The library calls `best`; the tests run both.
+// Each scan comes twice with one contract: `portable` goes unit by unit, for
+// any processor; `sse2` looks at eight units at a time in a vector (SSE2 is
+// part of every x86-64 processor) and hands ranges shorter than one vector to
+// `portable`. The build picks `best` at compile time; the tests run both.
 #ifndef KZCOMMON_STRINGS_INTERNAL_WIDE_SCAN_H_
 #define KZCOMMON_STRINGS_INTERNAL_WIDE_SCAN_H_
 
 #include <kzcommon/wintypes.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 
 #if defined(__SSE2__)
@@ -30,58 +31,28 @@ static_assert(sizeof(WCHAR) == 2, "the wide form is counted in 16-bit units");
 // "Not found" for LastOf and FindText.
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
+// The case fold of the comparisons that ignore case, where both units are
+// ASCII: 'A'..'Z' to 'a'..'z', every other unit as it is. Every locale folds
+// ASCII this way; the run-time decides every pair that isn't ASCII on both
+// sides. The vector scan below applies the same rule to eight lanes.
+inline unsigned AsciiLower(unsigned unit) {
+  return unit - 'A' < 26u ? unit + ('a' - 'A') : unit;
+}
+
 namespace portable {
-
-// Word-at-a-time helpers over four 16-bit units. They only tell whether a
-// word holds something of interest; the exact unit is then found one by one,
-// so the byte order of the word never matters.
-constexpr std::uint64_t kLanes = 0x0001000100010001ull;
-constexpr std::uint64_t kLaneHighBits = 0x8000800080008000ull;
-
-inline std::uint64_t Load4(const WCHAR* p) {
-  std::uint64_t word;
-  std::memcpy(&word, p, sizeof word);
-  return word;
-}
-
-// Non-zero when some unit of the word is 0 (exact for the question "is there
-// one", which is all that is asked).
-inline std::uint64_t ZeroLanes(std::uint64_t word) {
-  return (word - kLanes) & ~word & kLaneHighBits;
-}
 
 // Index of the first unit of s[0, n) that is `unit` or 0; n if there is none.
 inline std::size_t FirstOf(const WCHAR* s, std::size_t n, WCHAR unit) {
-  const std::uint64_t pattern = kLanes * unit;
   std::size_t i = 0;
-  for (; i + 8 <= n; i += 8) {
-    const std::uint64_t w0 = Load4(s + i);
-    const std::uint64_t w1 = Load4(s + i + 4);
-    if ((ZeroLanes(w0 ^ pattern) | ZeroLanes(w1 ^ pattern) | ZeroLanes(w0) |
-         ZeroLanes(w1)) != 0) {
-      break;
-    }
-  }
-  for (; i < n; ++i) {
-    if (s[i] == unit || s[i] == 0) return i;
-  }
-  return n;
+  while (i < n && s[i] != unit && s[i] != 0) ++i;
+  return i;
 }
 
 // Index of the last unit of s[0, n) that is `unit`, zeros or not; kNone if
 // there is none.
 inline std::size_t LastOf(const WCHAR* s, std::size_t n, WCHAR unit) {
-  const std::uint64_t pattern = kLanes * unit;
-  std::size_t i = n;
-  for (; i >= 8; i -= 8) {
-    if ((ZeroLanes(Load4(s + i - 4) ^ pattern) |
-         ZeroLanes(Load4(s + i - 8) ^ pattern)) != 0) {
-      break;
-    }
-  }
-  while (i > 0) {
-    --i;
-    if (s[i] == unit) return i;
+  for (std::size_t i = n; i > 0; --i) {
+    if (s[i - 1] == unit) return i - 1;
   }
   return kNone;
 }
@@ -91,26 +62,27 @@ inline std::size_t LastOf(const WCHAR* s, std::size_t n, WCHAR unit) {
 inline std::size_t FirstMismatch(const WCHAR* a, const WCHAR* b,
                                  std::size_t n) {
   std::size_t i = 0;
-  for (; i + 8 <= n; i += 8) {
-    const std::uint64_t a0 = Load4(a + i);
-    const std::uint64_t a1 = Load4(a + i + 4);
-    const std::uint64_t b0 = Load4(b + i);
-    const std::uint64_t b1 = Load4(b + i + 4);
-    if (((a0 ^ b0) | (a1 ^ b1) | ZeroLanes(a0) | ZeroLanes(a1)) != 0) break;
-  }
-  for (; i < n; ++i) {
-    if (a[i] != b[i] || a[i] == 0) return i;
-  }
-  return n;
+  while (i < n && a[i] == b[i] && a[i] != 0) ++i;
+  return i;
 }
 
 // Whether a[0, n) and b[0, n) hold the same units, zeros or not.
 inline bool SameUnits(const WCHAR* a, const WCHAR* b, std::size_t n) {
-  std::uint64_t diff = 0;
+  return std::memcmp(a, b, n * sizeof(WCHAR)) == 0;
+}
+
+// Index of the first i in [0, n) where a[i] is 0, or a[i] or b[i] isn't
+// ASCII, or the two differ after AsciiLower: the first pair that the ASCII
+// fold alone can't pass as equal. n if there is none.
+inline std::size_t FoldedMismatch(const WCHAR* a, const WCHAR* b,
+                                  std::size_t n) {
   std::size_t i = 0;
-  for (; i + 4 <= n; i += 4) diff |= Load4(a + i) ^ Load4(b + i);
-  for (; i < n; ++i) diff |= static_cast<unsigned>(a[i] ^ b[i]);
-  return diff == 0;
+  for (; i < n; ++i) {
+    const unsigned x = a[i];
+    const unsigned y = b[i];
+    if (x == 0 || (x | y) >= 0x80 || AsciiLower(x) != AsciiLower(y)) break;
+  }
+  return i;
 }
 
 // Whether the zero-terminated needle continues in s from its second unit on.
@@ -157,37 +129,37 @@ inline std::size_t HighestLane(unsigned mask) {
 }
 // The unit in every lane. Not _mm_set1_epi16: GCC builds that through a
 // 16-bit store and a 32-bit load, which stalls store forwarding.
-inline __m128i Splat(WCHAR unit) {
+inline __m128i Splat(unsigned unit) {
   return _mm_shuffle_epi32(_mm_cvtsi32_si128(static_cast<int>(unit * 0x10001u)),
                            0);
 }
 
-// FirstOf for n >= 8, with the zero test left out when `unit` is 0 anyway.
-// Thirty-two units a round while nothing is found; the last, partial round
-// loads the last eight units again, those before the round having shown
+// The first unit of [0, n), n >= 8, that stops a walk; n if none. `lanes(i)`
+// marks lanes in its vector of the units [i, i + 8): those that stop the
+// walk, or with kMarksGo those that let it go on (saving an inversion per
+// vector). Thirty-two units a round while nothing stops; the last, partial
+// vector loads the last eight units again, those before it having shown
 // nothing.
-template <bool kAlsoZero>
-inline std::size_t FirstOfVector(const WCHAR* s, std::size_t n, WCHAR unit) {
-  const __m128i pattern = Splat(unit);
-  const __m128i zero = _mm_setzero_si128();
-  const auto hits = [&](const WCHAR* p) {
-    const __m128i v = Load(p);
-    const __m128i same = _mm_cmpeq_epi16(v, pattern);
-    return kAlsoZero ? _mm_or_si128(same, _mm_cmpeq_epi16(v, zero)) : same;
+template <bool kMarksGo, typename Lanes>
+inline std::size_t FirstStop(std::size_t n, Lanes lanes) {
+  const auto stops = [](__m128i marked) {
+    return kMarksGo ? Mask(marked) ^ 0xFFFFu : Mask(marked);
+  };
+  const auto join = [](__m128i x, __m128i y) {
+    return kMarksGo ? _mm_and_si128(x, y) : _mm_or_si128(x, y);
   };
   std::size_t i = 0;
   for (; i + 32 <= n; i += 32) {
-    const __m128i any =
-        _mm_or_si128(_mm_or_si128(hits(s + i), hits(s + i + 8)),
-                     _mm_or_si128(hits(s + i + 16), hits(s + i + 24)));
-    if (Mask(any) != 0) break;
+    const __m128i round =
+        join(join(lanes(i), lanes(i + 8)), join(lanes(i + 16), lanes(i + 24)));
+    if (stops(round) != 0) break;
   }
   for (; i + 8 <= n; i += 8) {
-    const unsigned mask = Mask(hits(s + i));
+    const unsigned mask = stops(lanes(i));
     if (mask != 0) return i + LowestLane(mask);
   }
   if (i < n) {
-    const unsigned mask = Mask(hits(s + n - 8));
+    const unsigned mask = stops(lanes(n - 8));
     if (mask != 0) return n - 8 + LowestLane(mask);
   }
   return n;
@@ -195,8 +167,12 @@ inline std::size_t FirstOfVector(const WCHAR* s, std::size_t n, WCHAR unit) {
 
 inline std::size_t FirstOf(const WCHAR* s, std::size_t n, WCHAR unit) {
   if (n < 8) return portable::FirstOf(s, n, unit);
-  return unit == 0 ? FirstOfVector<false>(s, n, unit)
-                   : FirstOfVector<true>(s, n, unit);
+  const __m128i pattern = Splat(unit);
+  const __m128i zero = _mm_setzero_si128();
+  return FirstStop<false>(n, [&](std::size_t i) {
+    const __m128i v = Load(s + i);
+    return _mm_or_si128(_mm_cmpeq_epi16(v, pattern), _mm_cmpeq_epi16(v, zero));
+  });
 }
 
 // LastOf from the end down, the same way round by round; the first vector is
@@ -204,54 +180,37 @@ inline std::size_t FirstOf(const WCHAR* s, std::size_t n, WCHAR unit) {
 inline std::size_t LastOf(const WCHAR* s, std::size_t n, WCHAR unit) {
   if (n < 8) return portable::LastOf(s, n, unit);
   const __m128i pattern = Splat(unit);
-  const auto hits = [&](const WCHAR* p) {
-    return _mm_cmpeq_epi16(Load(p), pattern);
+  const auto hits = [&](std::size_t i) {
+    return _mm_cmpeq_epi16(Load(s + i), pattern);
   };
   std::size_t i = n;
   for (; i >= 32; i -= 32) {
-    const __m128i any =
-        _mm_or_si128(_mm_or_si128(hits(s + i - 8), hits(s + i - 16)),
-                     _mm_or_si128(hits(s + i - 24), hits(s + i - 32)));
+    const __m128i any = _mm_or_si128(_mm_or_si128(hits(i - 8), hits(i - 16)),
+                                     _mm_or_si128(hits(i - 24), hits(i - 32)));
     if (Mask(any) != 0) break;
   }
   for (; i >= 8; i -= 8) {
-    const unsigned mask = Mask(hits(s + i - 8));
+    const unsigned mask = Mask(hits(i - 8));
     if (mask != 0) return i - 8 + HighestLane(mask);
   }
   if (i > 0) {
-    const unsigned mask = Mask(hits(s));
+    const unsigned mask = Mask(hits(0));
     if (mask != 0) return HighestLane(mask);
   }
   return kNone;
 }
 
-// FirstMismatch: lanes that let the walk go on are equal and not zero in a.
+// FirstMismatch: a lane lets the walk go on where the units are equal and
+// a's isn't 0.
 inline std::size_t FirstMismatch(const WCHAR* a, const WCHAR* b,
                                  std::size_t n) {
   if (n < 8) return portable::FirstMismatch(a, b, n);
   const __m128i zero = _mm_setzero_si128();
-  const auto same = [&](std::size_t i) {
+  return FirstStop<true>(n, [&](std::size_t i) {
     const __m128i x = Load(a + i);
     return _mm_andnot_si128(_mm_cmpeq_epi16(x, zero),
                             _mm_cmpeq_epi16(x, Load(b + i)));
-  };
-  constexpr unsigned kAll = 0xFFFF;
-  std::size_t i = 0;
-  for (; i + 32 <= n; i += 32) {
-    const __m128i all =
-        _mm_and_si128(_mm_and_si128(same(i), same(i + 8)),
-                      _mm_and_si128(same(i + 16), same(i + 24)));
-    if (Mask(all) != kAll) break;
-  }
-  for (; i + 8 <= n; i += 8) {
-    const unsigned stop = Mask(same(i)) ^ kAll;
-    if (stop != 0) return i + LowestLane(stop);
-  }
-  if (i < n) {
-    const unsigned stop = Mask(same(n - 8)) ^ kAll;
-    if (stop != 0) return n - 8 + LowestLane(stop);
-  }
-  return n;
+  });
 }
 
 // SameUnits: the differences of all vectors gathered, tested once for each
@@ -262,21 +221,48 @@ inline bool SameUnits(const WCHAR* a, const WCHAR* b, std::size_t n) {
   const auto diff = [&](std::size_t i) {
     return _mm_xor_si128(Load(a + i), Load(b + i));
   };
+  const auto none = [&](__m128i d) {
+    return Mask(_mm_cmpeq_epi8(d, zero)) == 0xFFFF;
+  };
   // Up to 16 units: the first eight and the last eight, which may overlap.
-  if (n <= 16) {
-    return Mask(_mm_cmpeq_epi8(_mm_or_si128(diff(0), diff(n - 8)), zero)) ==
-           0xFFFF;
-  }
+  if (n <= 16) return none(_mm_or_si128(diff(0), diff(n - 8)));
   std::size_t i = 0;
   for (; i + 32 <= n; i += 32) {
-    const __m128i any = _mm_or_si128(_mm_or_si128(diff(i), diff(i + 8)),
-                                     _mm_or_si128(diff(i + 16), diff(i + 24)));
-    if (Mask(_mm_cmpeq_epi8(any, zero)) != 0xFFFF) return false;
+    if (!none(_mm_or_si128(_mm_or_si128(diff(i), diff(i + 8)),
+                           _mm_or_si128(diff(i + 16), diff(i + 24))))) {
+      return false;
+    }
   }
   __m128i any = zero;
   for (; i + 8 < n; i += 8) any = _mm_or_si128(any, diff(i));
   if (i < n) any = _mm_or_si128(any, diff(n - 8));
-  return Mask(_mm_cmpeq_epi8(any, zero)) == 0xFFFF;
+  return none(any);
+}
+
+// FoldedMismatch: AsciiLower on eight lanes. A lane is 'A'..'Z' if moving
+// 'A' to the lowest signed value leaves it among the 26 lowest; it gains the
+// bit 0x20 then. Lanes that aren't ASCII stop the walk whatever they fold to.
+inline std::size_t FoldedMismatch(const WCHAR* a, const WCHAR* b,
+                                  std::size_t n) {
+  if (n < 8) return portable::FoldedMismatch(a, b, n);
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i notAscii = Splat(0xFF80);
+  const __m128i shift = Splat(0x8000 - 'A');
+  const __m128i belowZ = Splat(0x8000 + 26);
+  const __m128i caseBit = Splat('a' - 'A');
+  const auto lower = [&](__m128i v) {
+    const __m128i upper = _mm_cmplt_epi16(_mm_add_epi16(v, shift), belowZ);
+    return _mm_or_si128(v, _mm_and_si128(upper, caseBit));
+  };
+  return FirstStop<true>(n, [&](std::size_t i) {
+    const __m128i x = Load(a + i);
+    const __m128i y = Load(b + i);
+    const __m128i ascii =
+        _mm_cmpeq_epi16(_mm_and_si128(_mm_or_si128(x, y), notAscii), zero);
+    const __m128i same = _mm_cmpeq_epi16(lower(x), lower(y));
+    return _mm_andnot_si128(_mm_cmpeq_epi16(x, zero),
+                            _mm_and_si128(ascii, same));
+  });
 }
 
 // FindText, eight possible starts at once: a start is checked in full only
@@ -293,7 +279,8 @@ inline std::size_t FindText(const WCHAR* s, std::size_t n,
     const std::size_t i = FirstOf(s, n + 1, needle[0]);
     return s[i] != 0 ? i : kNone;
   }
-  // A match of two units or more starts before n - 1.
+  // A match of two units or more starts before n - 1; a start's vector
+  // reads one unit further, up to s[n].
   if (n < 9) return portable::FindText(s, n, needle);
   const std::size_t starts = n - 1;
   const __m128i first = Splat(needle[0]);

@@ -1,9 +1,9 @@
-// The unit scans behind CKZString's search and comparison, in every flavour
-// that the build has, at every length from 0 to 70 units and every position:
-// that covers the four-unit words, the eight-unit vectors, the rounds of 32
-// units and the partial last rounds of each. Every range is an allocation of
-// exactly its size, so a load past either end is a heap over-read, which the
-// sanitizer build reports even where it couldn't fault.
+// The unit scans behind CKZString's search, comparison, copies and
+// conversions, in every flavour that the build has, at every length from 0
+// to 70 units and every position: that covers the eight-unit vectors, the
+// rounds of 32 units and the partial last rounds of each. Every range is an
+// allocation of exactly its size, so a load past either end is a heap
+// over-read, which the sanitizer build reports even where it couldn't fault.
 #include "strings/internal/wide_scan.h"
 
 #include <gtest/gtest.h>
@@ -24,17 +24,22 @@ struct Flavour {
   std::size_t (*lastOf)(const WCHAR*, std::size_t, WCHAR);
   std::size_t (*firstMismatch)(const WCHAR*, const WCHAR*, std::size_t);
   bool (*sameUnits)(const WCHAR*, const WCHAR*, std::size_t);
+  std::size_t (*foldedMismatch)(const WCHAR*, const WCHAR*, std::size_t);
   std::size_t (*findText)(const WCHAR*, std::size_t, const WCHAR*);
+  std::size_t (*narrowAscii)(char*, const WCHAR*, std::size_t);
+  std::size_t (*widenAscii)(WCHAR*, const char*, std::size_t);
 };
 
 const Flavour kFlavours[] = {
     {"portable", kzscan::portable::FirstOf, kzscan::portable::LastOf,
      kzscan::portable::FirstMismatch, kzscan::portable::SameUnits,
-     kzscan::portable::FindText},
+     kzscan::portable::FoldedMismatch, kzscan::portable::FindText,
+     kzscan::portable::NarrowAsciiPrefix, kzscan::portable::WidenAsciiPrefix},
 #if defined(__SSE2__)
     {"sse2", kzscan::sse2::FirstOf, kzscan::sse2::LastOf,
      kzscan::sse2::FirstMismatch, kzscan::sse2::SameUnits,
-     kzscan::sse2::FindText},
+     kzscan::sse2::FoldedMismatch, kzscan::sse2::FindText,
+     kzscan::sse2::NarrowAsciiPrefix, kzscan::sse2::WidenAsciiPrefix},
 #endif
 };
 
@@ -46,17 +51,23 @@ constexpr WCHAR kFill = 0x7800;
 // Units searched for: an ASCII letter and the largest unit.
 const WCHAR kTargets[] = {static_cast<WCHAR>('x'), static_cast<WCHAR>(0xFFFF)};
 
-// Exactly `size` units, all kFill.
-class Range {
+// Exactly `size` units (or bytes), all `fill`.
+template <typename Unit>
+class Exact {
  public:
-  explicit Range(std::size_t size) : units_(new WCHAR[size]) {
-    for (std::size_t i = 0; i < size; ++i) units_[i] = kFill;
+  explicit Exact(std::size_t size, Unit fill) : units_(new Unit[size]) {
+    for (std::size_t i = 0; i < size; ++i) units_[i] = fill;
   }
-  WCHAR& operator[](std::size_t i) { return units_[i]; }
-  const WCHAR* get() const { return units_.get(); }
+  Unit& operator[](std::size_t i) { return units_[i]; }
+  Unit* get() const { return units_.get(); }
 
  private:
-  std::unique_ptr<WCHAR[]> units_;
+  std::unique_ptr<Unit[]> units_;
+};
+
+class Range : public Exact<WCHAR> {
+ public:
+  explicit Range(std::size_t size) : Exact<WCHAR>(size, kFill) {}
 };
 
 std::string Where(const Flavour& f, std::size_t n, std::size_t p) {
@@ -64,10 +75,10 @@ std::string Where(const Flavour& f, std::size_t n, std::size_t p) {
          std::to_string(p);
 }
 
-// Faults caught: the first hit of a vector or word missed or taken for a
-// later one, a zero that doesn't stop the scan, a compare by bytes, the tail
-// that reloads the last units reporting a hit before the range or none, a
-// load past the range.
+// Faults caught: the first hit of a vector missed or taken for a later one,
+// a zero that doesn't stop the scan, a compare by bytes, the tail that
+// reloads the last units reporting a hit before the range or none, a load
+// past the range.
 TEST(WideScan, FirstOfFindsTheFirstUnitOrZero) {
   for (const Flavour& f : kFlavours) {
     for (std::size_t n = 0; n <= kMaxLength; ++n) {
@@ -92,10 +103,10 @@ TEST(WideScan, FirstOfFindsTheFirstUnitOrZero) {
   }
 }
 
-// Faults caught: the first occurrence of a vector or word returned instead
-// of the last, a zero taken for the end (LastOf looks past zeros: its caller
-// checks them), the first partial vector reporting a unit that lies above
-// the range, a load before the range.
+// Faults caught: the first occurrence of a vector returned instead of the
+// last, a zero taken for the end (LastOf looks past zeros: its caller checks
+// them), the first partial vector reporting a unit that lies above the
+// range, a load before the range.
 TEST(WideScan, LastOfFindsTheLastUnitPastZeros) {
   for (const Flavour& f : kFlavours) {
     for (std::size_t n = 0; n <= kMaxLength; ++n) {
@@ -117,57 +128,81 @@ TEST(WideScan, LastOfFindsTheLastUnitPastZeros) {
   }
 }
 
-// Faults caught: a difference in the high or the low byte alone missed, a
-// common zero not ending the walk (units after it must not count), a zero in
-// one text only not stopping it, a load past either range.
-TEST(WideScan, FirstMismatchStopsAtADifferenceOrAZero) {
+// The three scans that walk two ranges side by side, each with pairs that
+// must stop it and pairs that must not. Faults caught: a difference in the
+// high or the low byte alone missed; a common zero not ending the walk
+// (units after it must not count), a zero in one text only not stopping it;
+// the ASCII fold taken for a flip of bit 0x20 ('@' and '`', '[' and '{'),
+// applied to a unit whose low byte alone is a letter, or to units that
+// aren't ASCII ('A' and 'a' with the top bit set, which the signed lane
+// test must not take for letters), a letter at either end of the alphabet
+// missed; a load past either range.
+TEST(WideScan, PairScansStopAtTheFirstPairTheyCantPass) {
+  enum Scan { kMismatch, kFolded, kSame };
   struct Row {
     const char* name;
-    WCHAR a, b;  // at the position; after it the texts differ
+    Scan scan;
+    WCHAR a, b;  // at the position
+    bool stops;
   } rows[] = {
-      {"high byte differs", kFill, static_cast<WCHAR>(kFill ^ 0x0100)},
-      {"low byte differs", kFill, static_cast<WCHAR>(kFill ^ 0x0001)},
-      {"largest unit", 0xFFFF, kFill},
-      {"zero in both", 0, 0},
-      {"zero in the first", 0, kFill},
-      {"zero in the second", kFill, 0},
+      {"high byte differs", kMismatch, kFill, kFill ^ 0x0100, true},
+      {"low byte differs", kMismatch, kFill, kFill ^ 0x0001, true},
+      {"largest unit", kMismatch, 0xFFFF, kFill, true},
+      {"zero in both", kMismatch, 0, 0, true},
+      {"zero in the first", kMismatch, 0, kFill, true},
+      {"zero in the second", kMismatch, kFill, 0, true},
+      {"A and a", kFolded, 'A', 'a', false},
+      {"z and Z", kFolded, 'z', 'Z', false},
+      {"M and M", kFolded, 'M', 'M', false},
+      {"@ and `", kFolded, '@', '`', true},
+      {"[ and {", kFolded, '[', '{', true},
+      {"a and b", kFolded, 'a', 'b', true},
+      {"zero in both", kFolded, 0, 0, true},
+      {"zero and a letter", kFolded, 0, 'a', true},
+      {"a letter and zero", kFolded, 'a', 0, true},
+      {"the same unit, not ASCII", kFolded, 0xE9, 0xE9, true},
+      {"A and a with a high byte", kFolded, 0x0141, 0x0161, true},
+      {"A and a with the top bit", kFolded, 0x8041, 0x8061, true},
+      {"a letter and one of 0x80 above", kFolded, 'a', 0x80 + 'a', true},
+      {"zero in both", kSame, 0, 0, false},
+      {"high byte differs", kSame, kFill, kFill ^ 0x0100, true},
+      {"low byte differs", kSame, kFill, kFill ^ 0x0001, true},
   };
+  // Background pairs that each scan passes: equal units, for the fold a
+  // letter in two cases.
+  const WCHAR background[][2] = {{kFill, kFill}, {'q', 'Q'}, {kFill, kFill}};
   for (const Flavour& f : kFlavours) {
     for (std::size_t n = 0; n <= kMaxLength; ++n) {
-      EXPECT_EQ(n, f.firstMismatch(Range(n).get(), Range(n).get(), n))
-          << "equal, " << Where(f, n, n);
-      for (std::size_t p = 0; p < n; ++p) {
-        for (const Row& row : rows) {
-          Range a(n), b(n);
-          a[p] = row.a;
-          b[p] = row.b;
-          for (std::size_t q = p + 1; q < n; ++q) b[q] = 1;
-          EXPECT_EQ(p, f.firstMismatch(a.get(), b.get(), n))
-              << row.name << ", " << Where(f, n, p);
+      for (Scan scan : {kMismatch, kFolded, kSame}) {
+        Exact<WCHAR> a(n, background[scan][0]), b(n, background[scan][1]);
+        if (scan == kSame) {
+          EXPECT_TRUE(f.sameUnits(a.get(), b.get(), n)) << Where(f, n, n);
+        } else {
+          EXPECT_EQ(n, (scan == kMismatch ? f.firstMismatch : f.foldedMismatch)(
+                           a.get(), b.get(), n))
+              << "nothing to stop, scan " << scan << ", " << Where(f, n, n);
         }
       }
-    }
-  }
-}
-
-// Faults caught: a difference in one byte or in the last, partial vector
-// missed; zeros taken for an end (equal ranges are equal whatever they hold).
-TEST(WideScan, SameUnitsSeesEveryUnit) {
-  for (const Flavour& f : kFlavours) {
-    for (std::size_t n = 0; n <= kMaxLength; ++n) {
-      EXPECT_TRUE(f.sameUnits(Range(n).get(), Range(n).get(), n))
-          << Where(f, n, n);
       for (std::size_t p = 0; p < n; ++p) {
-        Range a(n), b(n);
-        a[p] = b[p] = 0;
-        EXPECT_TRUE(f.sameUnits(a.get(), b.get(), n))
-            << "zero in both, " << Where(f, n, p);
-        for (WCHAR flip : {WCHAR{0x0100}, WCHAR{0x0001}}) {
-          b[p] = static_cast<WCHAR>(kFill ^ flip);
-          a[p] = kFill;
-          EXPECT_FALSE(f.sameUnits(a.get(), b.get(), n))
-              << "flip " << static_cast<unsigned>(flip) << ", "
-              << Where(f, n, p);
+        for (const Row& row : rows) {
+          Exact<WCHAR> a(n, background[row.scan][0]);
+          Exact<WCHAR> b(n, background[row.scan][1]);
+          a[p] = row.a;
+          b[p] = row.b;
+          // After the position the texts differ: only SameUnits may see it.
+          if (row.scan != kSame) {
+            for (std::size_t q = p + 1; q < n; ++q) b[q] = 1;
+          }
+          const std::string where =
+              std::string(row.name) + ", " + Where(f, n, p);
+          if (row.scan == kSame) {
+            EXPECT_EQ(!row.stops, f.sameUnits(a.get(), b.get(), n)) << where;
+            continue;
+          }
+          const auto scan =
+              row.scan == kMismatch ? f.firstMismatch : f.foldedMismatch;
+          const std::size_t expected = row.stops ? p : (p + 1 < n ? p + 1 : n);
+          EXPECT_EQ(expected, scan(a.get(), b.get(), n)) << where;
         }
       }
     }
@@ -240,28 +275,80 @@ TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
   }
 }
 
-// Faults caught in the length scan of text of unknown size: the masked
-// first line, the rounds of four lines and the single lines after them each
-// miss a zero, report one of a later line, or run past the limit. Every
-// start offset within 64 bytes, every length up to three times that, limits
-// around the length. The scan reads past the terminator within its aligned
-// line by design, so the buffer is aligned and this test checks results,
-// not where the loads go.
-TEST(UnitScan, BoundedLengthStopsAtTheZeroOrTheLimit) {
-  constexpr std::size_t kUnits = 256;
-  alignas(64) WCHAR buffer[kUnits];
-  for (std::size_t offset = 0; offset < 32; ++offset) {
-    for (std::size_t length = 0; offset + length < kUnits - 1; ++length) {
-      for (WCHAR& unit : buffer) unit = kFill;
-      WCHAR* text = buffer + offset;
-      text[length] = 0;
-      const std::size_t limits[] = {0, length / 2, length, length + 1,
-                                    kUnits * 4};
-      for (std::size_t limit : limits) {
-        const std::size_t expected = length < limit ? length : limit;
-        ASSERT_EQ(expected, kzscan::BoundedLength(text, limit))
-            << "offset " << offset << ", length " << length << ", limit "
-            << limit;
+// The ASCII heads of both conversions, each stopped at every position by a
+// unit or byte that isn't ASCII or is zero. Faults caught: a unit above 0xFF
+// whose low byte is ASCII (0x0141) or zero (0x0100) narrowed to that byte, a
+// byte of 0x80 widened, a zero copied or passed, a vector stopped a lane
+// late or its ASCII head not finished by the tail, a load or store past the
+// count.
+TEST(UnitScan, AsciiPrefixesStopAtTheFirstUnitThatIsntAscii) {
+  const WCHAR wideStops[] = {0, 0x80, 0x0100, 0x0141, 0xFFFF};
+  const char byteStops[] = {0, '\x80', '\xFF'};
+  for (const Flavour& f : kFlavours) {
+    for (std::size_t n = 0; n <= kMaxLength; ++n) {
+      for (std::size_t p = 0; p <= n; ++p) {
+        for (WCHAR stop : wideStops) {
+          Exact<WCHAR> text(n, 'a');
+          if (p < n) text[p] = stop;
+          Exact<char> out(n, '-');
+          ASSERT_EQ(p, f.narrowAscii(out.get(), text.get(), n))
+              << "unit " << static_cast<unsigned>(stop) << ", "
+              << Where(f, n, p);
+          for (std::size_t i = 0; i < n; ++i) {
+            ASSERT_EQ(i < p ? 'a' : '-', out[i]) << Where(f, n, i);
+          }
+        }
+        for (char stop : byteStops) {
+          Exact<char> text(n, 'a');
+          if (p < n) text[p] = stop;
+          Exact<WCHAR> out(n, '-');
+          ASSERT_EQ(p, f.widenAscii(out.get(), text.get(), n))
+              << "byte " << static_cast<int>(stop) << ", " << Where(f, n, p);
+          for (std::size_t i = 0; i < n; ++i) {
+            ASSERT_EQ(i < p ? 'a' : '-', out[i]) << Where(f, n, i);
+          }
+        }
+      }
+    }
+  }
+}
+
+// A client's text, whose size is unknown, in an allocation of exactly its
+// length and terminator: the length scan reads none of the units past the
+// terminator. Faults caught: a unit read past the terminator (a heap
+// over-read under the sanitizers), the round of eight units missing a zero
+// or running past the limit.
+TEST(UnitScan, BoundedLengthReadsNothingPastTheTerminator) {
+  for (std::size_t length = 0; length <= kMaxLength; ++length) {
+    const Range text = Text(length);
+    const std::size_t limits[] = {0, length / 2, length, length + 1,
+                                  std::size_t{0x7FFFFFFF}};
+    for (std::size_t limit : limits) {
+      EXPECT_EQ(length < limit ? length : limit,
+                kzscan::BoundedLength(text.get(), limit))
+          << "length " << length << ", limit " << limit;
+    }
+  }
+}
+
+// A copy from one of the library's own forms, which reads the form only up
+// to its terminator however long the copy is. Faults caught: a copy that
+// reads past the form (the padding case, where the copy is longer than the
+// form), units after a zero inside the form copied, the padding or the
+// terminator of the copy not written.
+TEST(UnitScan, CopyFormUpToZeroReadsOnlyTheForm) {
+  for (std::size_t formLength = 0; formLength <= kMaxLength; ++formLength) {
+    for (std::size_t zero : {formLength, formLength / 2}) {
+      Range form = Text(formLength);
+      if (zero < formLength) form[zero] = 0;
+      for (std::size_t length : {formLength / 3, formLength, formLength + 9}) {
+        Range out(length + 1);
+        kzscan::CopyFormUpToZero(out.get(), form.get(), formLength, length);
+        for (std::size_t i = 0; i <= length; ++i) {
+          ASSERT_EQ(i < zero && i < length ? kFill : 0, out[i])
+              << "form " << formLength << ", zero at " << zero << ", length "
+              << length << ", unit " << i;
+        }
       }
     }
   }
