@@ -177,8 +177,7 @@ CKZStringBlock* CreateWideInRecord(const WCHAR* text, std::uint32_t length) {
   // The record's size keeps the buffer behind it aligned for its units.
   static_assert(sizeof(CKZStringBlock) % alignof(WCHAR) == 0,
                 "the buffer follows the record");
-  void* memory =
-      platform::malloc(sizeof(CKZStringBlock) + WideBytes(length));
+  void* memory = platform::malloc(sizeof(CKZStringBlock) + WideBytes(length));
   if (memory == nullptr) return nullptr;
   CKZStringBlock* block = static_cast<CKZStringBlock*>(memory);
   block->refCount = 1;

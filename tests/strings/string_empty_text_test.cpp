@@ -8,7 +8,7 @@
 #include <string>
 
 #include "strings/internal/test_access.h"
-#include "strings/string_forms.h"
+#include "strings/string_test_util.h"
 #include "test_support.h"
 
 namespace {
