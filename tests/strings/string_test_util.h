@@ -76,27 +76,31 @@ inline CKZString Make(const char* ascii, Forms forms) {
 }
 
 inline char* MallocMbs(const char* text) {
+  if (text == nullptr) return nullptr;
   std::size_t bytes = std::strlen(text) + 1;
   char* p = static_cast<char*>(std::malloc(bytes));
-  std::memcpy(p, text, bytes);
+  if (p != nullptr) std::memcpy(p, text, bytes);
   return p;
 }
 inline WCHAR* MallocWide(const WCHAR* text) {
+  if (text == nullptr) return nullptr;
   std::size_t bytes = (WideLen(text) + 1) * sizeof(WCHAR);
   WCHAR* p = static_cast<WCHAR*>(std::malloc(bytes));
-  std::memcpy(p, text, bytes);
+  if (p != nullptr) std::memcpy(p, text, bytes);
   return p;
 }
 inline char* OleMbs(const char* text) {
+  if (text == nullptr) return nullptr;
   std::size_t bytes = std::strlen(text) + 1;
   char* p = static_cast<char*>(CoTaskMemAlloc(bytes));
-  std::memcpy(p, text, bytes);
+  if (p != nullptr) std::memcpy(p, text, bytes);
   return p;
 }
 inline WCHAR* OleWide(const WCHAR* text) {
+  if (text == nullptr) return nullptr;
   std::size_t bytes = (WideLen(text) + 1) * sizeof(WCHAR);
   WCHAR* p = static_cast<WCHAR*>(CoTaskMemAlloc(bytes));
-  std::memcpy(p, text, bytes);
+  if (p != nullptr) std::memcpy(p, text, bytes);
   return p;
 }
 inline BSTR Bstr(const WCHAR* text) {
