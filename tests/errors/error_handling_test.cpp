@@ -726,6 +726,7 @@ TEST_F(ErrorHandling, MessageMaps) {
   first.onCreateEntries = {{E_ABORT, 102, 4}};
   EXPECT_EQ(E_ACCESSDENIED, first.AddMsgMapEntry(E_NOTIMPL, 100, 8));
   EXPECT_EQ(1, first.createCalls);
+  EXPECT_NE(nullptr, Access::Map(first)) << "the map stays the object's";
   first.onCreateResult = S_OK;
   EXPECT_EQ(S_OK, first.AddMsgMapEntry(E_NOTIMPL, 101, 8));
   EXPECT_EQ(S_OK, second.AddMsgMapEntry(E_NOTIMPL, 102, 16));
