@@ -5,6 +5,8 @@
 #include <kzcommon/kzerrorhandling.h>
 #include <kzcommon/kzmsgstring.h>
 
+#include <atomic>
+
 #include "platform/platform.h"
 
 #include "errors/error_lock.h"
@@ -16,6 +18,17 @@ namespace {
 // The fallback's message: "Unexpected failure.", an error.
 constexpr ULONG kFallbackMsgId = 8;
 constexpr ULONG kFallbackType = 2;
+
+// Whether `text` is the wide text of `name`, unit for unit.
+bool SameName(const CKZString& name, const WCHAR* text) {
+  const WCHAR* units = name;
+  if (units == nullptr || text == nullptr) return false;
+  while (*units != 0 && *units == *text) {
+    ++units;
+    ++text;
+  }
+  return *units == *text;
+}
 
 }  // namespace
 
@@ -82,7 +95,10 @@ bool CKZErrorHandling::PassesGate(HRESULT hr) const {
 HRESULT CKZErrorHandling::FetchText(CKZString& out, ULONG msgId,
                                     va_list* args) {
   const WCHAR* name = GetCatalogName();
-  CKZCatalog catalog(name);
+  CKZCatalog& last = g_msgMapStore.lastClientCatalog;
+  const bool known =
+      name != nullptr && name[0] != 0 && SameName(last.name, name);
+  CKZCatalog catalog(known ? last : CKZCatalog(name));
   // A name that couldn't be copied would open nothing and hand the id to
   // the default catalog, whose text is not the client's.
   if (name != nullptr && name[0] != 0 && catalog.name.IsNull()) {
@@ -92,6 +108,13 @@ HRESULT CKZErrorHandling::FetchText(CKZString& out, ULONG msgId,
   // GetMsgEx reads its own copy of *args, so the second call starts at the
   // first argument as the first did.
   HRESULT result = catalog.GetMsgEx(text, msgId, args);
+  // Keeps the name and the module found, when they are new: sharing, no
+  // allocation.
+  if (!catalog.name.IsEmpty() &&
+      (!known || catalog.moduleGeneration.load(std::memory_order_relaxed) !=
+                     last.moduleGeneration.load(std::memory_order_relaxed))) {
+    last = catalog;
+  }
   if (result == E_FAIL) {
     result = g_msgMapStore.defaultCatalog.GetMsgEx(text, msgId, args);
   }

@@ -81,8 +81,9 @@ HRESULT MsgMapStore::FindOrCreate(const GUID& key, MsgMap** map) {
 }
 
 HRESULT MsgMapStore::FindDefault(MsgMap** map) {
-  auto found = maps.lower_bound(GUID_NULL);
-  if (found != maps.end() && !GuidBytesLess()(GUID_NULL, found->first)) {
+  // The all-zero key sorts first: the default map, if made, is the first.
+  auto found = maps.begin();
+  if (found != maps.end() && found->first == GUID_NULL) {
     *map = &found->second;
     return S_OK;
   }

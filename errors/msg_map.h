@@ -67,6 +67,12 @@ class MsgMapStore {
   // the modules the process has loaded, wherever it was loaded from. Asked
   // when a client's catalog answers E_FAIL.
   CKZCatalog defaultCatalog;
+  // The client catalog of the last fetch. A raise builds a catalog of the
+  // client's name each time; one of the same name starts as a copy of this,
+  // which holds the module already, so the fetch skips the table's lock,
+  // the name's hash and the lookup (and the copy of the name). A copy whose
+  // module was closed meanwhile looks it up anew, as a new object would.
+  CKZCatalog lastClientCatalog;
 };
 
 // library/globals.cpp: second of the module's process-wide objects.

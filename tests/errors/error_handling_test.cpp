@@ -273,6 +273,36 @@ TEST_F(ErrorHandling, ResolutionAndCatalogs) {
   }
 }
 
+// Raises of clients with different catalogs in turn, and across CloseAll,
+// each get their own catalog's text. Faults: the previous client's module
+// used for the next name, a closed module's handle used again.
+TEST_F(ErrorHandling, CatalogOfEachRaise) {
+  TestClient client;
+  TestClient other(OLESTR("KzTestCatalogB"));
+  TestClient none(OLESTR(""));
+  const struct Step {
+    TestClient* object;
+    bool closeAll;
+    const char16_t* text;
+  } steps[] = {
+      {&client, false, u"91$Client: bad pointer"},
+      {&client, false, u"91$Client: bad pointer"},
+      {&none, false, u"4$Invalid pointer"},
+      {&client, false, u"91$Client: bad pointer"},
+      {&other, false, u"4$Invalid pointer"},
+      {&client, true, u"91$Client: bad pointer"},
+      {&client, false, u"91$Client: bad pointer"},
+  };
+  for (const Step& step : steps) {
+    if (step.closeAll) {
+      EXPECT_EQ(S_OK, CKZCatalog::CloseAll());
+    }
+    EXPECT_EQ(S_OK, step.object->Raise(E_POINTER));
+    EXPECT_EQ((std::vector<Queued>{{E_POINTER, 2, step.text}}), QueueEntries());
+    CKZErrorHandling::ClearMessageQueue();
+  }
+}
+
 // The default map: exactly these 16 codes, type 2, the library's ids (29 for
 // E_INVALIDARG, 39 for DISP_E_BADVARTYPE), made at the first resolution
 // that reaches it and not before. Faults: a row missing or added (the
