@@ -95,25 +95,25 @@ bool CKZErrorHandling::PassesGate(HRESULT hr) const {
 HRESULT CKZErrorHandling::FetchText(CKZString& out, ULONG msgId,
                                     va_list* args) {
   const WCHAR* name = GetCatalogName();
-  CKZCatalog& last = g_msgMapStore.lastClientCatalog;
-  const bool known =
-      name != nullptr && name[0] != 0 && SameName(last.name, name);
-  CKZCatalog catalog(known ? last : CKZCatalog(name));
-  // A name that couldn't be copied would open nothing and hand the id to
-  // the default catalog, whose text is not the client's.
-  if (name != nullptr && name[0] != 0 && catalog.name.IsNull()) {
-    return E_OUTOFMEMORY;
-  }
   CKZString text;
-  // GetMsgEx reads its own copy of *args, so the second call starts at the
-  // first argument as the first did.
-  HRESULT result = catalog.GetMsgEx(text, msgId, args);
-  // Keeps the name and the module found, when they are new: sharing, no
-  // allocation.
-  if (!catalog.name.IsEmpty() &&
-      (!known || catalog.moduleGeneration.load(std::memory_order_relaxed) !=
-                     last.moduleGeneration.load(std::memory_order_relaxed))) {
-    last = catalog;
+  // A null or empty name opens nothing: E_FAIL, as a catalog of it gives.
+  HRESULT result = E_FAIL;
+  if (name != nullptr && name[0] != 0) {
+    CKZCatalog& last = g_msgMapStore.lastClientCatalog;
+    const bool known = SameName(last.name, name);
+    CKZCatalog catalog(known ? last : CKZCatalog(name));
+    // A name that couldn't be copied would open nothing and hand the id to
+    // the default catalog, whose text is not the client's.
+    if (catalog.name.IsNull()) return E_OUTOFMEMORY;
+    // GetMsgEx reads its own copy of *args, so the second call starts at
+    // the first argument as the first did.
+    result = catalog.GetMsgEx(text, msgId, args);
+    // Keeps the name and the module found, when they are new: sharing, no
+    // allocation.
+    if (!known || catalog.moduleGeneration.load(std::memory_order_relaxed) !=
+                      last.moduleGeneration.load(std::memory_order_relaxed)) {
+      last = catalog;
+    }
   }
   if (result == E_FAIL) {
     result = g_msgMapStore.defaultCatalog.GetMsgEx(text, msgId, args);
