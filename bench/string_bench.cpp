@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <list>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -866,6 +868,115 @@ void MessageCases() {
   });
 }
 
+// ---------------------------------------------------------------- errors
+
+// A client whose catalog is the benchmarks' module, or none (empty name).
+class BenchClient : public CKZErrorHandling {
+ public:
+  explicit BenchClient(const WCHAR* catalog) : catalog_(catalog) {}
+
+ protected:
+  const WCHAR* GetCatalogName() override { return catalog_; }
+  HRESULT OnMessage(CKZMsgString&) override { return S_OK; }
+
+ private:
+  const WCHAR* catalog_;
+};
+
+// The queued text after one Raise(E_FAIL), cleared again.
+std::u16string RaisedText(BenchClient& client) {
+  CKZErrorHandling::ClearMessageQueue();
+  if (client.Raise(E_FAIL) != S_OK) return u"(not raised)";
+  CKZErrorHandling::MessageList list;
+  CKZErrorHandling::GetMessageQueue(list);
+  CKZErrorHandling::ClearMessageQueue();
+  if (list.Size() != 1) return u"(not queued)";
+  const WCHAR* text = list.begin()->messageText;
+  std::u16string out;
+  for (; *text != 0; ++text) out.push_back(static_cast<char16_t>(*text));
+  return out;
+}
+
+// What a component would write by hand instead: a map from result code to
+// message, the text from memory, a list of messages pushed and cleared.
+struct HandWritten {
+  struct Entry {
+    unsigned long msgId;
+    unsigned long type;
+  };
+  struct Message {
+    HRESULT code;
+    unsigned long type;
+    std::u16string text;
+  };
+  std::map<HRESULT, Entry> map = {{E_FAIL, {1, 2}},
+                                  {E_INVALIDARG, {29, 2}},
+                                  {E_OUTOFMEMORY, {4, 2}},
+                                  {E_POINTER, {6, 2}}};
+  std::map<unsigned long, std::u16string> texts = {
+      {1, u"5$The operation ended without a problem."},
+      {4, u"2$Out of memory"},
+      {6, u"4$Invalid pointer"},
+      {29, u"28$Invalid argument specified."}};
+  std::list<Message> queue;
+
+  void Raise(HRESULT hr) {
+    const auto entry = map.find(hr);
+    if (entry == map.end()) return;
+    const auto text = texts.find(entry->second.msgId);
+    if (text == texts.end()) return;
+    queue.push_back({hr, entry->second.type, text->second});
+  }
+};
+
+// Raise(E_FAIL) and ClearMessageQueue: the gate, the default map, the
+// client's catalog (a new CKZCatalog each time, as each raise makes one),
+// the queue entry and its removal. RaiseLibraryText names no catalog, so the
+// library's own table answers after the client's empty name fails.
+void ErrorCases() {
+  static const WCHAR kCatalog[] = OLESTR("kzcommon_bench_messages");
+  const struct {
+    const char* name;
+    const WCHAR* catalog;
+    const char16_t* text;
+  } cases[] = {
+      {"RaiseClientText", kCatalog,
+       u"5$The operation ended without a problem."},
+      {"RaiseLibraryText", OLESTR(""), u"0$Unspecified failure"},
+  };
+  for (const auto& c : cases) {
+    const WCHAR* catalog = c.catalog;
+    const std::u16string expected = c.text;
+    Register(c.name, "kzcommon", 0,
+             [catalog, expected](benchmark::State& state) {
+               BenchClient client(catalog);
+               if (!Check(state, RaisedText(client) == expected, "text"))
+                 return;
+               for (auto _ : state) {
+                 benchmark::DoNotOptimize(client.Raise(E_FAIL));
+                 CKZErrorHandling::ClearMessageQueue();
+               }
+             });
+    Register(c.name, "stdmap", 0, [](benchmark::State& state) {
+      HandWritten peer;
+      peer.Raise(E_FAIL);
+      if (!Check(state,
+                 peer.queue.size() == 1 &&
+                     peer.queue.front().text ==
+                         u"5$The operation ended without a problem.",
+                 "text")) {
+        return;
+      }
+      peer.queue.clear();
+      for (auto _ : state) {
+        peer.Raise(E_FAIL);
+        benchmark::DoNotOptimize(peer.queue.back());
+        peer.queue.clear();
+      }
+    });
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -884,6 +995,7 @@ int main(int argc, char** argv) {
   ResourceCases();
   TokenCases();
   MessageCases();
+  ErrorCases();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();

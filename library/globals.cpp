@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "catalogs/module_cache.h"
+#include "errors/error_lock.h"
 #include "errors/message_queue.h"
 #include "errors/msg_map.h"
 #include "strings/string_block.h"
@@ -42,8 +43,12 @@ std::uint32_t ReadInitialBlockSize() {
 CKZModuleCache g_catalogCache;
 // Builds the default catalog's name while g_initialBlockSize is still 0.
 MsgMapStore g_msgMapStore;
+// Its end routine destroys the entries that remain, unread.
 MessageQueue g_messageQueue;
 
 // Last of the initialisers: strings that the ones above build see 0 and get
 // a capacity equal to their length.
 std::uint32_t g_initialBlockSize = ReadInitialBlockSize();
+
+// Constant-initialised before any of the above, and needs no end routine.
+const CKZErrorHandling* g_errorLockOwner = nullptr;

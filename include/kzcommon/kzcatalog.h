@@ -38,6 +38,7 @@
 #include <cstdarg>
 #include <cstdint>
 
+class CKZErrorHandling;
 class CKZModulePin;
 struct CKZCatalogTestAccess;
 
@@ -103,6 +104,9 @@ class KZCOMMON_API CKZCatalog {
 
  private:
   friend struct CKZCatalogTestAccess;
+  // Tells a name that couldn't be copied (a null name from a non-empty
+  // text) from a module that has no text: the first is exhausted memory.
+  friend class CKZErrorHandling;
 
   // h = h * 33 + unit over the name lowered as MakeLowerCase does, in 32-bit
   // arithmetic; 0 for a null or empty name. Reads the name's wide form and

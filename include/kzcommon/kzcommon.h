@@ -9,6 +9,7 @@
 
 #include <kzcommon/export.h>
 #include <kzcommon/kzcatalog.h>
+#include <kzcommon/kzerrorhandling.h>
 #include <kzcommon/kzmsgstring.h>
 #include <kzcommon/kzstring.h>
 #include <kzcommon/kzstringtoken.h>

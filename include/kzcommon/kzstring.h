@@ -71,6 +71,7 @@ struct CKZStringBlock {
 };
 class CKZCatalog;
 class CKZMsgString;
+class CKZErrorHandling;
 class CKZSimpleMsgString;
 class CKZDetailMsgString;
 class CKZStringToken;
@@ -343,6 +344,7 @@ class KZCOMMON_API CKZString {
  private:
   friend class CKZCatalog;
   friend class CKZMsgString;
+  friend class CKZErrorHandling;
   friend class CKZSimpleMsgString;
   friend class CKZDetailMsgString;
   friend class CKZStringToken;
