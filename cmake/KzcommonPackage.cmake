@@ -3,8 +3,9 @@
 #   Windows  a .zip of the install tree: kzcommon.dll and kzmsg.exe in bin/,
 #            the import library, headers, CMake and pkg-config files in
 #            include/ and lib/
-# Packages land in <build>/packages. package.cpack (tests/package) builds
-# them and compares their contents with a checked-in list.
+# `cpack` in the build folder leaves the package there (-B <folder> puts it
+# elsewhere). package.cpack (tests/package) builds it and compares its
+# contents with a checked-in list.
 set(CPACK_PACKAGE_NAME kzcommon)
 set(CPACK_PACKAGE_VENDOR kzcommon)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -16,7 +17,6 @@ from the string tables of loadable modules, composite message strings, and \
 kzmsg, a tool to read, compose and check them.")
 set(CPACK_PACKAGE_CONTACT "kzcommon maintainers <maintainers@kzcommon.invalid>")
 set(CPACK_RESOURCE_FILE_README ${PROJECT_SOURCE_DIR}/README.md)
-set(CPACK_OUTPUT_FILE_PREFIX ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGE_CHECKSUM SHA256)
 
 if(WIN32)
