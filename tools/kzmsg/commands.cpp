@@ -80,8 +80,10 @@ bool ParseNumber(const std::string& text, std::int64_t min, std::int64_t max,
              std::to_string(min) + " to " + std::to_string(max) + ")";
     return false;
   }
-  *out = negative ? -static_cast<std::int64_t>(magnitude - 1) - 1
-                  : static_cast<std::int64_t>(magnitude);
+  // -(magnitude - 1) - 1 reaches the most negative value without overflow.
+  *out = !negative || magnitude == 0
+             ? static_cast<std::int64_t>(magnitude)
+             : -static_cast<std::int64_t>(magnitude - 1) - 1;
   return true;
 }
 
