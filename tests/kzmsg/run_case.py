@@ -10,6 +10,7 @@ count as "\\n".
 """
 import argparse
 import json
+import os
 import re
 import shlex
 import subprocess
@@ -60,6 +61,8 @@ def member(document, path):
     return node
 
 
+SKIPPED = 77  # CTest's SKIP_RETURN_CODE for these tests
+
 EXPECT = re.compile(r"//\s*expect\s+(-?\d+|file)\s*:\s*([\w\s-]+?)\s*$")
 
 
@@ -90,17 +93,25 @@ def main():
     fields = read_case(options.cases, options.name)
     args = []
     status = None
+    environment = dict(os.environ)
     for key, value in fields:
         if key == "args":
             args = shlex.split(substitute(value, variables))
         elif key == "exit":
             status = int(value)
+        elif key == "env":
+            name, _, setting = value.partition("=")
+            environment[name] = setting
+        elif key == "only" and value == "native" and options.emulator:
+            print(f"[{options.name}] skipped: native only")
+            return SKIPPED
     if status is None:
         raise SystemExit(f"[{options.name}]: no exit status")
 
     command = ([options.emulator] if options.emulator else []) + \
         [options.kzmsg] + args
-    run = subprocess.run(command, capture_output=True, timeout=120)
+    run = subprocess.run(command, capture_output=True, timeout=120,
+                         env=environment)
     out = run.stdout.decode("utf-8", "replace").replace("\r\n", "\n")
     err = run.stderr.decode("utf-8", "replace").replace("\r\n", "\n")
 

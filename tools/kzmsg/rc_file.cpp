@@ -340,6 +340,18 @@ class IdExpression {
   }
 
   bool Term(std::int64_t* value, std::string* error) {
+    // Parentheses and signs nest by recursion: a bound keeps a hostile
+    // script from exhausting the stack.
+    if (++nesting_ > kMaxNesting) {
+      *error = "an id nests too deep";
+      return false;
+    }
+    bool ok = Primary(value, error);
+    --nesting_;
+    return ok;
+  }
+
+  bool Primary(std::int64_t* value, std::string* error) {
     const Token* t = Current();
     if (t == nullptr) {
       *error = "an id is missing";
@@ -428,10 +440,13 @@ class IdExpression {
     return true;
   }
 
+  static constexpr int kMaxNesting = 64;
+
   const std::vector<Token>& tokens_;
   std::size_t i_;
   const Macros& macros_;
   int depth_;
+  int nesting_ = 0;
 };
 
 bool IsBlockStart(const Token& t) {
@@ -499,8 +514,9 @@ bool ReadRcFile(const std::string& path, RcFile* out) {
         ++i;
       }
       if (ok && !any) {
-        ok = false;
-        error = "an id without a string";
+        // What follows may be the next entry: read on from there.
+        result.errors.push_back(At(entry.line, "an id without a string"));
+        continue;
       }
       if (!ok) {
         result.errors.push_back(At(entry.line, error));

@@ -20,9 +20,11 @@ WString Copy(const CKZString& text);
 // ASCII text as wide units.
 WString Ascii(const std::string& text);
 
-// The text for the terminal, in the current locale's multibyte encoding.
-// Units the locale can't hold are written as \uXXXX, and so are control
-// characters other than tab, so that one text is always one line.
+// The text for the terminal, in the current locale's multibyte encoding as
+// the library converts it (a character the locale lacks comes out as that
+// conversion gives it, '?' in most locales; \uXXXX where it fails). Control
+// characters other than tab are written as \uXXXX, so that one text is
+// always one line.
 std::string ForTerminal(const WString& text);
 // A JSON string literal, quotes included, in plain ASCII: every unit
 // outside printable ASCII is a \uXXXX escape (a surrogate pair stays a
