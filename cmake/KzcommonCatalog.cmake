@@ -1,10 +1,16 @@
-# kzcommon_add_catalog(<target> <file.rc> [<file.rc>...])
+# kzcommon_add_catalog(<target> [CHECK] <file.rc> [<file.rc>...])
 #
 # Creates the SHARED library target <target>: a loadable module that holds the
 # string tables of the .rc files and nothing else, for a CKZCatalog (or
 # LoadLibraryW and LoadStringW) to read. The .rc files are UTF-8; relative
 # paths are taken from the current source folder; their own folder is on the
 # include path of the resource compiler.
+#
+# CHECK runs `kzmsg check` on the .rc files before the module is built, and
+# a finding fails the build (numbers that don't print in three digits,
+# placeholders the formatter refuses, a single '%' in a text with arguments,
+# texts that replace the library's own, ids outside the string tables...).
+# Setting KZCOMMON_CHECK_CATALOGS to ON checks every catalog. Off by default.
 #
 # The module is named so that LoadLibraryW finds it under the bare name
 # <target> when it lies beside the executable (or beside kzcommon):
@@ -138,13 +144,58 @@ __asm__(
   target_sources(${target} PRIVATE "${source}")
 endfunction()
 
+# Runs kzmsg check on the .rc files of <target> ahead of its build. kzmsg
+# is kzcommon::kzmsg: the installed program after find_package, or the one
+# built here (inside a client's tree, built for this alone).
+function(_kzcommon_check_catalog target)
+  if(NOT TARGET kzcommon::kzmsg)
+    message(FATAL_ERROR "kzcommon_add_catalog(${target} CHECK): kzmsg, "
+      "the program that checks catalogs, is not available")
+  endif()
+  set(rc_files)
+  foreach(rc IN LISTS ARGN)
+    get_filename_component(rc "${rc}" ABSOLUTE
+                           BASE_DIR "${CMAKE_CURRENT_SOURCE_DIR}")
+    list(APPEND rc_files "${rc}")
+  endforeach()
+  # A cross build runs the target's kzmsg through its emulator.
+  set(emulator)
+  if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
+    set(emulator ${CMAKE_CROSSCOMPILING_EMULATOR})
+  endif()
+  set(stamp
+    "${CMAKE_CURRENT_BINARY_DIR}/kzcommon_string_tables/${target}.checked")
+  add_custom_command(
+    OUTPUT "${stamp}"
+    COMMAND ${emulator} $<TARGET_FILE:kzcommon::kzmsg> check ${rc_files}
+    COMMAND "${CMAKE_COMMAND}" -E make_directory
+            "${CMAKE_CURRENT_BINARY_DIR}/kzcommon_string_tables"
+    COMMAND "${CMAKE_COMMAND}" -E touch "${stamp}"
+    DEPENDS ${rc_files} $<TARGET_FILE:kzcommon::kzmsg>
+    COMMENT "Checking the catalog ${target}"
+    VERBATIM)
+  add_custom_target(${target}_check DEPENDS "${stamp}")
+  get_target_property(imported kzcommon::kzmsg IMPORTED)
+  if(NOT imported)
+    # The program and the library it loads are built first.
+    get_target_property(program kzcommon::kzmsg ALIASED_TARGET)
+    add_dependencies(${target}_check ${program})
+  endif()
+  add_dependencies(${target} ${target}_check)
+endfunction()
+
 function(kzcommon_add_catalog target)
-  if(ARGC LESS 2)
+  cmake_parse_arguments(PARSE_ARGV 1 _kzcat "CHECK" "" "")
+  set(rc_files ${_kzcat_UNPARSED_ARGUMENTS})
+  if(NOT rc_files)
     message(FATAL_ERROR
-      "usage: kzcommon_add_catalog(<target> <file.rc> [<file.rc>...])")
+      "usage: kzcommon_add_catalog(<target> [CHECK] <file.rc> [<file.rc>...])")
   endif()
   add_library(${target} SHARED)
-  _kzcommon_add_string_tables(${target} ${ARGN})
+  _kzcommon_add_string_tables(${target} ${rc_files})
+  if(_kzcat_CHECK OR KZCOMMON_CHECK_CATALOGS)
+    _kzcommon_check_catalog(${target} ${rc_files})
+  endif()
   if(WIN32)
     # LoadLibraryW(L"<target>") opens <target>.dll. Nothing to link: no
     # run-time, no entry point.

@@ -125,18 +125,48 @@ typedef HINSTANCE HMODULE;
 
 extern "C" {
 
-// Module loading (platform/posix/module.cpp).
+// Module loading, as on Windows.
+//
+// LoadLibraryW opens a module and gives its handle with one more reference
+// on it, the same handle for every name of one module; null when it can't
+// be found or loaded, and for a null or empty name. A name without a path is
+// looked for beside the executable, beside kzcommon, then on the system's
+// library path, with the platform's prefix and extension added where the
+// name has none: "mycatalog" finds libmycatalog.so.
+// FreeLibrary drops one reference (TRUE), or returns FALSE for a handle that
+// LoadLibraryW did not give or that is gone; the module is unloaded with its
+// last reference, and its handle is invalid from then on.
+// LoadStringW copies string `id` of the module's string table (null: the
+// main program's) into `buffer`: at most limit - 1 units and a terminator,
+// returning the units copied; a longer text is cut, and the count is the
+// only sign of it. 0 for a missing or empty string and for a module without
+// string tables. With a limit of 0 it stores instead, through `buffer`, a
+// read-only pointer to the text inside the module (not terminated) and
+// returns its length.
+// All three may be called on any thread.
 KZCOMMON_API HMODULE LoadLibraryW(LPCWSTR name);
 KZCOMMON_API BOOL FreeLibrary(HMODULE module);
 KZCOMMON_API int LoadStringW(HINSTANCE module, UINT id, LPWSTR buffer,
                              int limit);
 
-// COM task allocator (platform/posix/task_memory.cpp).
+// The COM task allocator: buffers that a client hands to CKZString's
+// Attach_OLE or receives from GetBufferCopy. Alloc of 0 bytes gives a valid
+// block; null when memory is exhausted. Realloc keeps the contents up to
+// the smaller size; on failure it gives null and the old block stays valid;
+// a size of 0 frees the block. Free ignores null.
 KZCOMMON_API LPVOID CoTaskMemAlloc(SIZE_T size);
 KZCOMMON_API LPVOID CoTaskMemRealloc(LPVOID block, SIZE_T size);
 KZCOMMON_API void CoTaskMemFree(LPVOID block);
 
-// BSTR (platform/posix/bstr.cpp).
+// BSTR: a length-prefixed wide text that the caller frees with
+// SysFreeString (null is ignored). SysAllocString copies a text up to its
+// terminator (null for a null text); SysAllocStringLen copies `length` units,
+// zeros included, and zero-fills them for a null text; both give null when
+// memory is exhausted or the length too large. SysReAllocStringLen resizes
+// *bstr to `length` units from `text`, which may lie inside *bstr (a null
+// text, or *bstr itself, keeps the contents): TRUE, or FALSE with *bstr
+// unchanged. SysStringLen is the length from the prefix, zeros inside
+// included; 0 for null.
 KZCOMMON_API BSTR SysAllocString(const OLECHAR* text);
 KZCOMMON_API BSTR SysAllocStringLen(const OLECHAR* text, UINT length);
 KZCOMMON_API INT SysReAllocStringLen(BSTR* bstr, const OLECHAR* text,
@@ -144,15 +174,20 @@ KZCOMMON_API INT SysReAllocStringLen(BSTR* bstr, const OLECHAR* text,
 KZCOMMON_API void SysFreeString(BSTR bstr);
 KZCOMMON_API UINT SysStringLen(BSTR bstr);
 
-// GUID text (platform/posix/guid.cpp).
+// GUID text, "{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}". StringFromGUID2
+// writes it with its terminator and returns 39, or returns 0 and writes
+// nothing when `size` is below 39. CLSIDFromString reads it, hex digits in
+// either case: S_OK; CO_E_CLASSSTRING for any other text, the empty one
+// included (do not read *clsid then); E_INVALIDARG for a null clsid; a null
+// text gives GUID_NULL and S_OK.
 KZCOMMON_API int StringFromGUID2(REFGUID guid, LPOLESTR buffer, int size);
 KZCOMMON_API HRESULT CLSIDFromString(LPCOLESTR text, LPCLSID clsid);
 
 }  // extern "C"
 
-// The per-thread error object (platform/posix/error_info.cpp): the component
-// interfaces with the methods in their Windows order and signatures, so that
-// code calling them reads the same on both systems.
+// The per-thread error object: the component interfaces with the methods in
+// their Windows order and signatures, so that code calling them reads the
+// same on both systems.
 inline constexpr GUID IID_IUnknown = {
     0x00000000, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr GUID IID_IErrorInfo = {

@@ -46,9 +46,9 @@ int main() {
   ok &= Check(catalog != nullptr, "catalog module opens by its bare name");
   if (catalog != nullptr) {
     CKZString message;
-    message.LoadStringW(catalog, 1);
+    message.LoadStringW(catalog, 100);
     ok &= Check(SameUnits(message, OLESTR("1$Hello from a client catalog")),
-                "catalog string 1");
+                "catalog string 100");
     FreeLibrary(catalog);
   }
 #endif

@@ -61,7 +61,7 @@ if(MODE STREQUAL "find_package")
   # as a cross-compiling client would.
   list(APPEND configure_args "-DCMAKE_PREFIX_PATH=${prefix}")
   if(TOOLCHAIN_FILE)
-    file(GLOB_RECURSE config_files "${prefix}/*/kzcommon-config.cmake")
+    file(GLOB_RECURSE config_files "${prefix}/*/kzcommonConfig.cmake")
     list(GET config_files 0 config_file)
     get_filename_component(config_dir "${config_file}" DIRECTORY)
     list(APPEND configure_args "-Dkzcommon_DIR=${config_dir}")
