@@ -30,11 +30,12 @@ class ErrorOutOfMemory : public kztest::ErrorStateTest {
 };
 
 // Raise(hr) through a fresh default map or own map, Log queued or to
-// OnMessage, and AddMsgMapEntry: a failed step leaves the fallback's message
-// alone (Log has no fallback), each map whole or absent, the object pointing
-// at no map that isn't in the store, and OnCreateMsgMap run once in all.
+// OnMessage, AddMsgMapEntry and KZRaiseError: a failed step leaves the
+// fallback's message alone (Log has no fallback), the earlier error object,
+// each map whole or absent, the object pointing at no map that isn't in the
+// store, and OnCreateMsgMap run once in all.
 TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
-  enum { kRaise, kLog, kAddEntry };
+  enum { kRaise, kLog, kAddEntry, kPublish };
   const char* kFallback = "Q(8000FFFF,2,90$Client: unexpected)";
   const struct Row {
     const char* name;
@@ -52,6 +53,8 @@ TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
       {"log to OnMessage", kLog, false, true, "M(File a not found_$S_3100_$E_)",
        ""},
       {"map entry", kAddEntry, true, false, "", ""},
+      {"publication", kPublish, false, false, "P(Text_$S_2005-CODE-Origin_$E_)",
+       "P(before_$S_2000_$E_)"},
   };
   const GUID key = kztest::TestKey(20);
   for (const Row& row : rows) {
@@ -64,11 +67,19 @@ TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
         client.emplace(row.keyed ? &key : nullptr);
         client->onCreateEntries = {{E_FAIL, 102, 2}};
         if (row.queueOff) client->DisableMessageQueue();
+        if (row.op == kPublish) {
+          ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 2, OLESTR("before")));
+        }
       }
-      const HRESULT result = row.op == kRaise ? client->Raise(E_FAIL)
-                             : row.op == kLog
-                                 ? client->Log(4, 100u, OLESTR("a"))
-                                 : client->AddMsgMapEntry(E_HANDLE, 102, 4);
+      HRESULT result = E_NOTIMPL;
+      if (row.op == kRaise) result = client->Raise(E_FAIL);
+      if (row.op == kLog) result = client->Log(4, 100u, OLESTR("a"));
+      if (row.op == kAddEntry) result = client->AddMsgMapEntry(E_HANDLE, 1, 4);
+      if (row.op == kPublish) {
+        result = KZRaiseError(E_FAIL, 2, OLESTR("5$Text"), OLESTR("Origin"),
+                              OLESTR("code"), kztest::TestKey(22), 3,
+                              OLESTR("help"), OLESTR("source"));
+      }
       const bool fired = InjectedFailureFired();
       EXPECT_EQ(fired ? E_OUTOFMEMORY : S_OK, result);
       EXPECT_EQ(fired ? row.failed : row.done, Outcome(*client));
@@ -111,25 +122,6 @@ TEST_F(ErrorOutOfMemory, GetMessageQueue) {
     EXPECT_EQ(queued, Outcome(client));
   });
   EXPECT_EQ(2u, count);
-}
-
-// KZRaiseError with every field: a failed step publishes nothing and leaves
-// the earlier error object.
-TEST_F(ErrorOutOfMemory, KZRaiseError) {
-  const unsigned count = ForEachFailingAllocation([&](unsigned) {
-    {
-      NoInjectedFailures setup;
-      ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 2, OLESTR("before")));
-    }
-    const HRESULT result = KZRaiseError(
-        E_FAIL, 2, OLESTR("5$Text"), OLESTR("Origin"), OLESTR("code"),
-        kztest::TestKey(22), 3, OLESTR("help"), OLESTR("source"));
-    const bool fired = InjectedFailureFired();
-    EXPECT_EQ(fired ? E_OUTOFMEMORY : S_OK, result);
-    EXPECT_EQ(fired ? "before_$S_2000_$E_" : "Text_$S_2005-CODE-Origin_$E_",
-              kztest::TakeError());
-  });
-  EXPECT_GT(count, 0u);
 }
 
 }  // namespace

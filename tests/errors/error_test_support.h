@@ -18,7 +18,6 @@
 #include "test_support.h"
 
 struct CKZErrorHandlingTestAccess {
-  static ULONG Flags(const CKZErrorHandling& object) { return object.flags; }
   static const MsgMap* Map(const CKZErrorHandling& object) {
     return object.msgMap;
   }
