@@ -108,9 +108,8 @@ TEST_F(ErrorHandling, Road) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     kztest::ResetErrorState();
-    TestClient client((row.setup & kKeyed) != 0 ? &key : nullptr);
-    client.onCreateEntries = {
-        {E_FAIL, 101, 2}, {E_ABORT, 102, 4}, {kNoText, 999, 2}};
+    TestClient client((row.setup & kKeyed) != 0 ? &key : nullptr,
+                      {{E_FAIL, 101, 2}, {E_ABORT, 102, 4}, {kNoText, 999, 2}});
     if ((row.setup & kQueueOff) != 0) client.DisableMessageQueue();
     if ((row.setup & kMessageFails) != 0) client.onMessageResult = E_NOTIMPL;
     if ((row.setup & kCreateFails) != 0) client.onCreateResult = E_ACCESSDENIED;
@@ -213,8 +212,7 @@ TEST_F(ErrorHandling, DefaultMap) {
       {static_cast<HRESULT>(0x80070000), nullptr},
   };
   const GUID key = TestKey(3);
-  TestClient keyed(&key);
-  keyed.onCreateEntries = {{E_FAIL, 1, 2}};
+  TestClient keyed(&key, {{E_FAIL, 1, 2}});
   ASSERT_EQ(S_OK, keyed.Raise(E_FAIL));
   EXPECT_EQ(1u, g_msgMapStore.maps.size()) << "no default map yet";
   TestClient client;
@@ -324,11 +322,10 @@ TEST_F(ErrorHandling, MapsAndSwitches) {
     using TestClient::TestClient;
   };
   const GUID shared = TestKey(7);
-  TestClient first(&shared);
+  TestClient first(&shared, {{E_ABORT, 102, 4}});
   SecondClass second(&shared);
   EXPECT_EQ(nullptr, Access::Map(first));
   first.onCreateResult = E_ACCESSDENIED;
-  first.onCreateEntries = {{E_ABORT, 102, 4}};
   EXPECT_EQ(E_ACCESSDENIED, first.AddMsgMapEntry(E_NOTIMPL, 100, 8));
   EXPECT_NE(nullptr, Access::Map(first)) << "the map stays the object's";
   EXPECT_EQ(S_OK, first.AddMsgMapEntry(E_NOTIMPL, 101, 8));

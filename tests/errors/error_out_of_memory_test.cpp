@@ -64,8 +64,9 @@ TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
       {
         NoInjectedFailures setup;
         kztest::ResetErrorState();
-        client.emplace(row.keyed ? &key : nullptr);
-        client->onCreateEntries = {{E_FAIL, 102, 2}};
+        client.emplace(
+            row.keyed ? &key : nullptr,
+            std::initializer_list<TestClient::Entry>{{E_FAIL, 102, 2}});
         if (row.queueOff) client->DisableMessageQueue();
         if (row.op == kPublish) {
           ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 2, OLESTR("before")));

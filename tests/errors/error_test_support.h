@@ -8,6 +8,7 @@
 #include <kzcommon/kzcommon.h>
 
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -42,8 +43,12 @@ class TestClient : public CKZErrorHandling {
     ULONG msgId;
     ULONG msgType;
   };
-  explicit TestClient(const GUID* key = nullptr)
-      : hasKey(key != nullptr), key_(key != nullptr ? *key : GUID_NULL) {}
+  // OnCreateMsgMap adds `entries`, then gives onCreateResult.
+  explicit TestClient(const GUID* key = nullptr,
+                      std::initializer_list<Entry> entries = {})
+      : hasKey(key != nullptr),
+        onCreateEntries(entries),
+        key_(key != nullptr ? *key : GUID_NULL) {}
   void SetKey(const GUID& key) {
     hasKey = true;
     key_ = key;
@@ -53,7 +58,7 @@ class TestClient : public CKZErrorHandling {
   bool hasKey;
   HRESULT onMessageResult = S_OK;
   HRESULT onCreateResult = S_OK;
-  std::vector<Entry> onCreateEntries;  // added by OnCreateMsgMap
+  const std::vector<Entry> onCreateEntries;
   int catalogCalls = 0;
   int createCalls = 0;
   std::vector<std::string> messages;  // OnMessage's composites
