@@ -11,6 +11,7 @@
 namespace {
 
 using kztest::Outcome;
+using kztest::TakeError;
 using kztest::TestClient;
 using kztest::TestKey;
 using Access = CKZErrorHandlingTestAccess;
@@ -22,9 +23,9 @@ class ErrorHandling : public kztest::ErrorStateTest {};
 const HRESULT kNoText = static_cast<HRESULT>(0x80040001u);
 const HRESULT kUnmapped = static_cast<HRESULT>(0x80041234u);
 
+// kKeyed: own map of E_FAIL to 101, E_ABORT to 102 (type 4), kNoText to 999.
 enum Setup : unsigned {
-  kKeyed = 1,  // own map: E_FAIL to 101, E_ABORT to 102 (type 4),
-               // kNoText to 999
+  kKeyed = 1,
   kQueueOff = 2,
   kMessageFails = 4,  // OnMessage gives E_NOTIMPL
   kCreateFails = 8,   // OnCreateMsgMap adds its entries, then E_ACCESSDENIED
@@ -281,9 +282,7 @@ TEST_F(ErrorHandling, ErrorLock) {
   auto canRaise = [&b]() { return b.Raise(E_FAIL, 4, OLESTR("x")) == S_OK; };
   {
     const Lock lock(&a);
-    EXPECT_EQ(S_OK, a.Raise(E_FAIL, 4, OLESTR("x")));
     EXPECT_FALSE(canRaise());
-    EXPECT_EQ(S_OK, b.Log(4, OLESTR("log")));
   }
   EXPECT_TRUE(canRaise()) << "the right ends with the lock";
   {
@@ -352,7 +351,7 @@ TEST_F(ErrorHandling, MapsAndSwitches) {
   CKZErrorHandling::ClearMessageQueue();
 
   const GUID other = TestKey(8);
-  first.SetKey(other);
+  first.key = other;
   EXPECT_EQ(S_OK, first.AddMsgMapEntry(E_POINTER, 102, 4));
   TestClient assigned(&other);
   static_cast<CKZErrorHandling&>(assigned) = second;
@@ -367,6 +366,88 @@ TEST_F(ErrorHandling, MapsAndSwitches) {
   static_cast<CKZErrorHandling&>(copied) = TestClient();
   EXPECT_EQ(S_OK, copied.Raise(E_FAIL, 4, OLESTR("on")));
   EXPECT_EQ("Q(80004005,4,on) M(Note_$S_3102_$E_)", Outcome(copied));
+}
+
+// KZRaiseError on the thread's error object; under Wine the platform's own.
+class ErrorPublication : public kztest::ErrorStateTest {};
+
+// The checks in their order, and what a passing call publishes: the type
+// digit and the number, never hr. A refused call leaves the earlier object.
+TEST_F(ErrorPublication, ArgumentChecks) {
+  const char* kBefore = "before_$S_2000_$E_";
+  const struct Row {
+    const char* name;
+    HRESULT hr;
+    ULONG type;
+    const WCHAR* text;
+    HRESULT result;
+    const char* published;
+  } rows[] = {
+      {"null text, bad type", S_OK, 4, nullptr, E_POINTER, kBefore},
+      {"success code, type 4", S_OK, 4, OLESTR("5$T"), E_INVALIDARG, kBefore},
+      {"S_FALSE, type 16", S_FALSE, 16, OLESTR("5$T"), E_INVALIDARG, kBefore},
+      {"success code, type 1", S_OK, 1, OLESTR("5$T"), S_OK, "T_$S_1005_$E_"},
+      {"S_FALSE, type 2", S_FALSE, 2, OLESTR("5$T"), S_OK, "T_$S_2005_$E_"},
+      {"failure, type 2", E_FAIL, 2, OLESTR("5$T"), S_OK, "T_$S_2005_$E_"},
+      {"other failure", E_ABORT, 2, OLESTR("5$T"), S_OK, "T_$S_2005_$E_"},
+      {"failure, type 4", E_FAIL, 4, OLESTR("5$T"), S_OK, "T_$S_3005_$E_"},
+      {"empty text", E_FAIL, 1, OLESTR(""), S_OK, "_$S_1000_$E_"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 2, OLESTR("before")));
+    EXPECT_EQ(row.result, KZRaiseError(row.hr, row.type, row.text));
+    EXPECT_EQ(row.published, TakeError());
+  }
+}
+
+// The thread's error object, taken: "guid context file source description",
+// the GUID as "key", "null" or "other".
+std::string TakeFields(std::u16string* description) {
+  IErrorInfo* info = nullptr;
+  if (GetErrorInfo(0, &info) != S_OK || info == nullptr) return "(none)";
+  GUID guid = GUID_NULL;
+  DWORD context = 0;
+  std::string out = "(failed)";
+  if (info->GetGUID(&guid) == S_OK && info->GetHelpContext(&context) == S_OK) {
+    out = guid == GUID_NULL             ? "null"
+          : guid == kztest::TestKey(42) ? "key"
+                                        : "other";
+    out += " " + std::to_string(context);
+  }
+  for (auto get : {&IErrorInfo::GetHelpFile, &IErrorInfo::GetSource,
+                   &IErrorInfo::GetDescription}) {
+    BSTR text = nullptr;
+    out +=
+        " " + (((info->*get)(&text) == S_OK) ? kztest::Narrow(kztest::W(text))
+                                             : std::string("(failed)"));
+    if (get == &IErrorInfo::GetDescription) *description = kztest::W(text);
+    SysFreeString(text);
+  }
+  info->Release();
+  return out;
+}
+
+// Every field read back, the description taken apart by the message views,
+// and a later call replacing the whole object.
+TEST_F(ErrorPublication, FieldsReadBack) {
+  ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 1, OLESTR("12$Type mismatch"),
+                               OLESTR("Reader"), OLESTR("parser"),
+                               kztest::TestKey(42), 77, OLESTR("help.chm"),
+                               OLESTR("Src")));
+  std::u16string description;
+  EXPECT_EQ("key 77 help.chm Src Type mismatch_$S_1012-PARS-Reader_$E_",
+            TakeFields(&description));
+  CKZDetailMsgString detail;
+  static_cast<CKZMsgString&>(detail) =
+      reinterpret_cast<const WCHAR*>(description.c_str());
+  EXPECT_EQ(u"1012-PARS-Reader - Type mismatch", kztest::W(detail));
+
+  ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 1, OLESTR("3$First"), nullptr, nullptr,
+                               kztest::TestKey(42), 77, OLESTR("help.chm"),
+                               OLESTR("Src")));
+  ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 2, OLESTR("4$Then")));
+  EXPECT_EQ("null 0 (null) (null) Then_$S_2004_$E_", TakeFields(&description));
 }
 
 }  // namespace

@@ -44,18 +44,13 @@ class TestClient : public CKZErrorHandling {
     ULONG msgType;
   };
   // OnCreateMsgMap adds `entries`, then gives onCreateResult.
-  explicit TestClient(const GUID* key = nullptr,
+  explicit TestClient(const GUID* mapKey = nullptr,
                       std::initializer_list<Entry> entries = {})
-      : hasKey(key != nullptr),
-        onCreateEntries(entries),
-        key_(key != nullptr ? *key : GUID_NULL) {}
-  void SetKey(const GUID& key) {
-    hasKey = true;
-    key_ = key;
-  }
+      : key(mapKey != nullptr ? *mapKey : GUID_NULL),
+        onCreateEntries(entries) {}
 
+  GUID key;
   const WCHAR* catalogName = OLESTR("kz_error_catalog");
-  bool hasKey;
   HRESULT onMessageResult = S_OK;
   HRESULT onCreateResult = S_OK;
   const std::vector<Entry> onCreateEntries;
@@ -83,11 +78,8 @@ class TestClient : public CKZErrorHandling {
     return onMessageResult;
   }
   const GUID& GetMsgMapKey() override {
-    return hasKey ? key_ : CKZErrorHandling::GetMsgMapKey();
+    return key == GUID_NULL ? CKZErrorHandling::GetMsgMapKey() : key;
   }
-
- private:
-  GUID key_;
 };
 
 inline void Append(std::string& out, const std::string& item) {
