@@ -1,9 +1,10 @@
 // Raising and logging through a test client: the gate, the maps, the
 // catalogs, delivery to the queue, the error object or OnMessage, the queue,
-// the lock and the object's switches.
+// the lock, the object's switches, publication and exhausted memory.
 #include <gtest/gtest.h>
 #include <kzcommon/kzcommon.h>
 
+#include <optional>
 #include <string>
 
 #include "errors/error_test_support.h"
@@ -32,7 +33,6 @@ enum Setup : unsigned {
   kShutOut = 16,      // suspended, and another object holds the lock
   kEmptyName = 32,
   kNullName = 64,
-  kNoModule = 128,
 };
 
 // One raise or log and all it leaves behind: which map, which catalog, which
@@ -66,8 +66,6 @@ TEST_F(ErrorHandling, Road) {
        E_UNEXPECTED, "Q(8000FFFF,2,6$Unexpected failure.)"},
       {"unmapped, null name", kNullName, CALL(c.Raise(kUnmapped)), E_UNEXPECTED,
        "Q(8000FFFF,2,6$Unexpected failure.)"},
-      {"no such module", kNoModule, CALL(c.Raise(E_ABORT)), S_OK,
-       "Q(80004004,2,8$Operation was aborted.)"},
       {"by id, no arguments", 0, CALL(c.Raise(E_ABORT, 2, 101u)), S_OK,
        "Q(80004004,2,101$Done 100%)"},
       {"by id", 0, CALL(c.Raise(E_ABORT, 4, 100u, OLESTR("a"))), S_OK,
@@ -117,7 +115,6 @@ TEST_F(ErrorHandling, Road) {
     if ((row.setup & kShutOut) != 0) client.SuspendErrorHandling();
     if ((row.setup & kEmptyName) != 0) client.catalogName = OLESTR("");
     if ((row.setup & kNullName) != 0) client.catalogName = nullptr;
-    if ((row.setup & kNoModule) != 0) client.catalogName = OLESTR("kz_none");
     const TestClient other;
     const Lock lock((row.setup & kShutOut) != 0 ? &other : nullptr);
     EXPECT_EQ(row.result, row.call(client));
@@ -401,53 +398,135 @@ TEST_F(ErrorPublication, ArgumentChecks) {
   }
 }
 
-// The thread's error object, taken: "guid context file source description",
-// the GUID as "key", "null" or "other".
-std::string TakeFields(std::u16string* description) {
-  IErrorInfo* info = nullptr;
-  if (GetErrorInfo(0, &info) != S_OK || info == nullptr) return "(none)";
-  GUID guid = GUID_NULL;
-  DWORD context = 0;
-  std::string out = "(failed)";
-  if (info->GetGUID(&guid) == S_OK && info->GetHelpContext(&context) == S_OK) {
-    out = guid == GUID_NULL             ? "null"
-          : guid == kztest::TestKey(42) ? "key"
-                                        : "other";
-    out += " " + std::to_string(context);
-  }
-  for (auto get : {&IErrorInfo::GetHelpFile, &IErrorInfo::GetSource,
-                   &IErrorInfo::GetDescription}) {
-    BSTR text = nullptr;
-    out +=
-        " " + (((info->*get)(&text) == S_OK) ? kztest::Narrow(kztest::W(text))
-                                             : std::string("(failed)"));
-    if (get == &IErrorInfo::GetDescription) *description = kztest::W(text);
-    SysFreeString(text);
-  }
-  info->Release();
-  return out;
-}
-
 // Every field read back, the description taken apart by the message views,
 // and a later call replacing the whole object.
 TEST_F(ErrorPublication, FieldsReadBack) {
   ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 1, OLESTR("12$Type mismatch"),
-                               OLESTR("Reader"), OLESTR("parser"),
-                               kztest::TestKey(42), 77, OLESTR("help.chm"),
-                               OLESTR("Src")));
+                               OLESTR("Reader"), OLESTR("parser"), TestKey(42),
+                               77, OLESTR("help.chm"), OLESTR("Src")));
   std::u16string description;
   EXPECT_EQ("key 77 help.chm Src Type mismatch_$S_1012-PARS-Reader_$E_",
-            TakeFields(&description));
+            TakeError(&description));
   CKZDetailMsgString detail;
   static_cast<CKZMsgString&>(detail) =
       reinterpret_cast<const WCHAR*>(description.c_str());
   EXPECT_EQ(u"1012-PARS-Reader - Type mismatch", kztest::W(detail));
 
-  ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 1, OLESTR("3$First"), nullptr, nullptr,
-                               kztest::TestKey(42), 77, OLESTR("help.chm"),
-                               OLESTR("Src")));
+  ASSERT_EQ(S_OK,
+            KZRaiseError(E_FAIL, 1, OLESTR("3$First"), nullptr, nullptr,
+                         TestKey(42), 77, OLESTR("help.chm"), OLESTR("Src")));
   ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 2, OLESTR("4$Then")));
-  EXPECT_EQ("null 0 (null) (null) Then_$S_2004_$E_", TakeFields(&description));
+  EXPECT_EQ("null 0 (null) (null) Then_$S_2004_$E_", TakeError(&description));
+}
+
+// Exhausted memory: each allocation fails in turn. A failed step reports
+// E_OUTOFMEMORY and leaves the queue, the maps and the caller's outputs as
+// they were; under ASan a leak fails too.
+class ErrorOutOfMemory : public kztest::ErrorStateTest {
+ protected:
+  // Both catalogs open before the counting, as they stay open in a client.
+  void SetUp() override {
+    TestClient warm;
+    ASSERT_EQ(S_OK, warm.Raise(E_POINTER));
+    ASSERT_EQ(S_OK, warm.Log(4, 1u));
+    kztest::ResetErrorState();
+  }
+};
+
+// Raise(hr) through a fresh default map or own map, Log queued or to
+// OnMessage, AddMsgMapEntry and KZRaiseError: a failed step leaves the
+// fallback's message alone (Log has no fallback), the earlier error object,
+// each map whole or absent, the object pointing at no map that isn't in the
+// store, and OnCreateMsgMap run once in all.
+TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
+  enum { kRaise, kLog, kAddEntry, kPublish };
+  const char* kFallback = "Q(8000FFFF,2,90$Client: unexpected)";
+  const struct Row {
+    const char* name;
+    int op;
+    bool keyed;
+    bool queueOff;
+    const char* done;
+    const char* failed;
+  } rows[] = {
+      {"raise, default map", kRaise, false, false,
+       "Q(80004005,2,0$Unspecified failure)", kFallback},
+      {"raise, own map", kRaise, true, false, "Q(80004005,2,102$Note)",
+       kFallback},
+      {"log, queued", kLog, false, false, "Q(0,4,100$File a not found)", ""},
+      {"log to OnMessage", kLog, false, true, "M(File a not found_$S_3100_$E_)",
+       ""},
+      {"map entry", kAddEntry, true, false, "", ""},
+      {"publication", kPublish, false, false, "P(Text_$S_2005-CODE-Origin_$E_)",
+       "P(before_$S_2000_$E_)"},
+  };
+  const GUID key = TestKey(20);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const unsigned count = kztest::ForEachFailingAllocation([&](unsigned) {
+      std::optional<TestClient> client;
+      {
+        kztest::NoInjectedFailures setup;
+        kztest::ResetErrorState();
+        client.emplace(
+            row.keyed ? &key : nullptr,
+            std::initializer_list<TestClient::Entry>{{E_FAIL, 102, 2}});
+        if (row.queueOff) client->DisableMessageQueue();
+        if (row.op == kPublish) {
+          ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 2, OLESTR("before")));
+        }
+      }
+      HRESULT result = E_NOTIMPL;
+      if (row.op == kRaise) result = client->Raise(E_FAIL);
+      if (row.op == kLog) result = client->Log(4, 100u, OLESTR("a"));
+      if (row.op == kAddEntry) result = client->AddMsgMapEntry(E_HANDLE, 1, 4);
+      if (row.op == kPublish) {
+        result = KZRaiseError(E_FAIL, 2, OLESTR("5$Text"), OLESTR("Origin"),
+                              OLESTR("code"), TestKey(22), 3, OLESTR("help"),
+                              OLESTR("source"));
+      }
+      const bool fired = kztest::InjectedFailureFired();
+      EXPECT_EQ(fired ? E_OUTOFMEMORY : S_OK, result);
+      EXPECT_EQ(fired ? row.failed : row.done, Outcome(*client));
+      const auto& maps = g_msgMapStore.maps;
+      const auto defaults = maps.find(GUID_NULL);
+      const MsgMapEntry* last = nullptr;
+      if (defaults != maps.end()) {
+        EXPECT_EQ(S_OK, defaults->second.FindEntry(DISP_E_BADVARTYPE, &last));
+      }
+      const auto own = maps.find(key);
+      EXPECT_EQ(own == maps.end() ? nullptr : &own->second,
+                CKZErrorHandlingTestAccess::Map(*client));
+      if (row.keyed) {
+        EXPECT_EQ(S_OK, client->AddMsgMapEntry(E_HANDLE, 102, 4));
+        EXPECT_EQ(1, client->createCalls);
+      }
+    });
+    EXPECT_GT(count, 0u);
+  }
+}
+
+// GetMessageQueue into a list that holds an entry: a copy that fails leaves
+// that entry alone in the list, and the queue whole.
+TEST_F(ErrorOutOfMemory, GetMessageQueue) {
+  TestClient client;
+  ASSERT_EQ(S_OK, client.Log(4, OLESTR("a")));
+  ASSERT_EQ(S_OK, client.Log(2, OLESTR("b")));
+  const std::string queued = "Q(0,4,a) Q(0,2,b)";
+  const unsigned count = kztest::ForEachFailingAllocation([&](unsigned) {
+    CKZErrorHandling::MessageList list;
+    {
+      kztest::NoInjectedFailures setup;
+      ASSERT_TRUE(list.PushBack({7, 16, CKZString(OLESTR("mine"))}));
+    }
+    const HRESULT result = CKZErrorHandling::GetMessageQueue(list);
+    const bool fired = kztest::InjectedFailureFired();
+    EXPECT_EQ(fired ? E_OUTOFMEMORY : S_FALSE, result);
+    EXPECT_EQ(fired ? "Q(7,16,mine)" : "Q(7,16,mine) " + queued,
+              kztest::Describe(list));
+    EXPECT_EQ(queued, Outcome(client));
+  });
+  EXPECT_EQ(2u, count);
 }
 
 }  // namespace

@@ -85,7 +85,6 @@ class TestClient : public CKZErrorHandling {
 inline void Append(std::string& out, const std::string& item) {
   out += (out.empty() ? "" : " ") + item;
 }
-
 // Q(code,type,text) for each entry, in order.
 inline std::string Describe(const CKZErrorHandling::MessageList& list) {
   std::string out;
@@ -99,14 +98,30 @@ inline std::string Describe(const CKZErrorHandling::MessageList& list) {
   return out;
 }
 
-// The thread's error object, taken: its description, or "(none)".
-inline std::string TakeError() {
+// The thread's error object, taken: its description, or "(none)". With
+// `description`, also the other fields first, as "guid context file source
+// description", the GUID as "key" (TestKey(42)), "null" or "other".
+inline std::string TakeError(std::u16string* description = nullptr) {
   IErrorInfo* info = nullptr;
   if (GetErrorInfo(0, &info) != S_OK || info == nullptr) return "(none)";
-  BSTR text = nullptr;
-  std::string out = "(failed)";
-  if (info->GetDescription(&text) == S_OK) out = Narrow(W(text));
-  SysFreeString(text);
+  std::string out;
+  GUID guid = GUID_NULL;
+  DWORD context = 0;
+  if (description != nullptr && info->GetGUID(&guid) == S_OK &&
+      info->GetHelpContext(&context) == S_OK) {
+    out = guid == GUID_NULL ? "null " : guid == TestKey(42) ? "key " : "other ";
+    out += std::to_string(context) + " ";
+  }
+  for (auto get : {&IErrorInfo::GetHelpFile, &IErrorInfo::GetSource,
+                   &IErrorInfo::GetDescription}) {
+    const bool field = get != &IErrorInfo::GetDescription;
+    if (field && description == nullptr) continue;
+    BSTR text = nullptr;
+    out += (info->*get)(&text) == S_OK ? Narrow(W(text)) : "(failed)";
+    out += field ? " " : "";
+    if (!field && description != nullptr) *description = W(text);
+    SysFreeString(text);
+  }
   info->Release();
   return out;
 }
