@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 #include <kzcommon/kzcommon.h>
 
+#include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -16,9 +18,7 @@
 #include "support/alloc_failure.h"
 #include "test_support.h"
 
-// Reaches the object's switches and map.
 struct CKZErrorHandlingTestAccess {
-  static ULONG Flags(const CKZErrorHandling& object) { return object.flags; }
   static const MsgMap* Map(const CKZErrorHandling& object) {
     return object.msgMap;
   }
@@ -26,66 +26,38 @@ struct CKZErrorHandlingTestAccess {
 
 namespace kztest {
 
-// The test client's own catalog module (tests/errors/error_catalog.rc).
-inline const WCHAR* ClientCatalog() { return OLESTR("kz_error_catalog"); }
-
-// A key of the tests' own, one per number.
 inline GUID TestKey(unsigned char n) {
   return GUID{0x6b7a0000u + n, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, n}};
 }
 
-// A client that records what the library asks of it. With a null key it
-// keeps the base class's all-zero key.
+inline std::string Narrow(const std::u16string& text) {
+  return std::string(text.begin(), text.end());
+}
+
+// A client of kz_error_catalog (error_catalog.rc) that records what the
+// library asks of it. Without a key it keeps the all-zero one.
 class TestClient : public CKZErrorHandling {
  public:
-  explicit TestClient(const WCHAR* catalog = ClientCatalog(),
-                      const GUID* key = nullptr)
-      : catalogName(catalog), hasKey(key != nullptr), key_(GUID_NULL) {
-    if (key != nullptr) key_ = *key;
-  }
-
-  // Configuration.
-  const WCHAR* catalogName;
-  bool hasKey;
-  HRESULT onMessageResult = S_OK;
-  HRESULT onCreateResult = S_OK;
-  // Entries that OnCreateMsgMap adds before it returns.
   struct Entry {
     HRESULT code;
     ULONG msgId;
     ULONG msgType;
   };
-  std::vector<Entry> onCreateEntries;
+  // OnCreateMsgMap adds `entries`, then gives onCreateResult.
+  explicit TestClient(const GUID* mapKey = nullptr,
+                      std::initializer_list<Entry> entries = {})
+      : key(mapKey != nullptr ? *mapKey : GUID_NULL),
+        onCreateEntries(entries) {}
 
-  // What happened.
+  GUID key;
+  const WCHAR* catalogName = OLESTR("kz_error_catalog");
+  HRESULT onMessageResult = S_OK;
+  HRESULT onCreateResult = S_OK;
+  const std::vector<Entry> onCreateEntries;
   int catalogCalls = 0;
-  int keyCalls = 0;
   int createCalls = 0;
-  std::vector<std::u16string> messages;  // OnMessage's composites
+  std::vector<std::string> messages;  // OnMessage's composites
 
-  // A later key, which the object never reads once it has its map.
-  void SetKey(const GUID& key) {
-    hasKey = true;
-    key_ = key;
-  }
-
- protected:
-  const WCHAR* GetCatalogName() override {
-    ++catalogCalls;
-    return catalogName;
-  }
-  HRESULT OnMessage(CKZMsgString& message) override {
-    // The record is the test's, not the library's: never made to fail.
-    NoInjectedFailures record;
-    messages.push_back(W(message));
-    return onMessageResult;
-  }
-  const GUID& GetMsgMapKey() override {
-    ++keyCalls;
-    return hasKey ? key_ : CKZErrorHandling::GetMsgMapKey();
-  }
-
- public:
   HRESULT OnCreateMsgMap() override {
     ++createCalls;
     for (const Entry& entry : onCreateEntries) {
@@ -95,74 +67,87 @@ class TestClient : public CKZErrorHandling {
     return onCreateResult;
   }
 
- private:
-  GUID key_;
-};
-
-// One queue entry as the tests compare it.
-struct Queued {
-  HRESULT code;
-  ULONG type;
-  std::u16string text;
-  bool operator==(const Queued& o) const {
-    return code == o.code && type == o.type && text == o.text;
+ protected:
+  const WCHAR* GetCatalogName() override {
+    ++catalogCalls;
+    return catalogName;
+  }
+  HRESULT OnMessage(CKZMsgString& message) override {
+    NoInjectedFailures record;  // the record is the test's own
+    messages.push_back(Narrow(W(message)));
+    return onMessageResult;
+  }
+  const GUID& GetMsgMapKey() override {
+    return key == GUID_NULL ? CKZErrorHandling::GetMsgMapKey() : key;
   }
 };
-inline void PrintTo(const Queued& q, std::ostream* os) {
-  *os << "{0x" << std::hex << static_cast<unsigned long>(q.code) << std::dec
-      << ", " << q.type << ", \"" << std::string(q.text.begin(), q.text.end())
-      << "\"}";
-}
 
-inline std::vector<Queued> Entries(const CKZErrorHandling::MessageList& list) {
-  std::vector<Queued> out;
+inline void Append(std::string& out, const std::string& item) {
+  out += (out.empty() ? "" : " ") + item;
+}
+// Q(code,type,text) for each entry, in order.
+inline std::string Describe(const CKZErrorHandling::MessageList& list) {
+  std::string out;
   for (const CKZErrorHandling::MessageInfo& info : list) {
-    out.push_back({info.resultCode, info.messageType, W(info.messageText)});
+    char head[40];
+    std::snprintf(head, sizeof head, "Q(%X,%u,",
+                  static_cast<unsigned>(info.resultCode),
+                  static_cast<unsigned>(info.messageType));
+    Append(out, head + Narrow(W(info.messageText)) + ")");
   }
   return out;
 }
 
-// The queue's entries, read through the public operation.
-inline std::vector<Queued> QueueEntries() {
-  CKZErrorHandling::MessageList list;
-  EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(list));
-  return Entries(list);
-}
-
-// The thread's error object, taken: its description, or "(none)".
-inline std::u16string TakeErrorDescription() {
+// The thread's error object, taken: its description, or "(none)". With
+// `description`, also the other fields first, as "guid context file source
+// description", the GUID as "key" (TestKey(42)), "null" or "other".
+inline std::string TakeError(std::u16string* description = nullptr) {
   IErrorInfo* info = nullptr;
-  if (GetErrorInfo(0, &info) != S_OK || info == nullptr) return u"(none)";
-  BSTR text = nullptr;
-  std::u16string out = u"(failed)";
-  if (info->GetDescription(&text) == S_OK) out = W(text);
-  SysFreeString(text);
+  if (GetErrorInfo(0, &info) != S_OK || info == nullptr) return "(none)";
+  std::string out;
+  GUID guid = GUID_NULL;
+  DWORD context = 0;
+  if (description != nullptr && info->GetGUID(&guid) == S_OK &&
+      info->GetHelpContext(&context) == S_OK) {
+    out = guid == GUID_NULL ? "null " : guid == TestKey(42) ? "key " : "other ";
+    out += std::to_string(context) + " ";
+  }
+  for (auto get : {&IErrorInfo::GetHelpFile, &IErrorInfo::GetSource,
+                   &IErrorInfo::GetDescription}) {
+    const bool field = get != &IErrorInfo::GetDescription;
+    if (field && description == nullptr) continue;
+    BSTR text = nullptr;
+    out += (info->*get)(&text) == S_OK ? Narrow(W(text)) : "(failed)";
+    out += field ? " " : "";
+    if (!field && description != nullptr) *description = W(text);
+    SysFreeString(text);
+  }
   info->Release();
   return out;
 }
 
-// Publishes an error with the description "before", to show one left alone.
-inline void PublishMarker() {
-  ICreateErrorInfo* create = nullptr;
-  ASSERT_EQ(S_OK, CreateErrorInfo(&create));
-  create->SetDescription(const_cast<LPOLESTR>(OLESTR("before")));
-  IErrorInfo* info = nullptr;
-  create->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(&info));
-  SetErrorInfo(0, info);
-  info->Release();
-  create->Release();
+// All a raise left: the queue, then P(the published description), then
+// M(each composite given to OnMessage). Takes the error object.
+inline std::string Outcome(const TestClient& client) {
+  CKZErrorHandling::MessageList queue;
+  EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(queue));
+  std::string out = Describe(queue);
+  const std::string published = TakeError();
+  if (published != "(none)") Append(out, "P(" + published + ")");
+  for (const std::string& message : client.messages) {
+    Append(out, "M(" + message + ")");
+  }
+  return out;
 }
 
-// The process-wide state back to what the library starts with (bar the
-// catalog modules, which stay open as they would in a client): every case
-// starts from an empty queue and map store, no lock owner and no error
-// object on the thread. The maps go with the objects that point into them:
+// The state the library starts with, bar the catalog modules, which stay
+// open as in a client. The maps go with the objects that point into them:
 // each case makes its own objects.
 inline void ResetErrorState() {
   CKZErrorHandling::ClearMessageQueue();
   g_errorLockOwner = nullptr;
   g_msgMapStore.maps.clear();
-  static_cast<void>(TakeErrorDescription());
+  static_cast<void>(TakeError());
 }
 
 class ErrorStateTest : public ::testing::Test {
