@@ -13,6 +13,15 @@ install(TARGETS kzcommon EXPORT kzcommonTargets
 if(TARGET kzmsg AND KZ_TOP_LEVEL)
   install(TARGETS kzmsg EXPORT kzcommonTargets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  # The catalog of `kzmsg demo`: a module to load, not to link, so neither
+  # an import library nor an export of its own.
+  if(WIN32)
+    install(FILES $<TARGET_FILE:kzmsg_demo_messages>
+      DESTINATION ${CMAKE_INSTALL_BINDIR})
+  else()
+    install(FILES $<TARGET_FILE:kzmsg_demo_messages>
+      DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  endif()
 endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kzcommon
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Builds and runs the demo and the error-handling example: natively, and with
-# --wine also the Windows build under Wine.
+# Builds kzmsg and runs `kzmsg demo`, the whole road of a failure: a client
+# component with its own catalog raises through the queue, logs, reads and
+# clears the queue, then publishes on the thread's error object. Natively,
+# and with --wine also the Windows build under Wine.
 #
 #   tools/run-demo.sh [--wine]
 #   KZ_JOBS=N        build jobs (default 2)
@@ -18,25 +20,19 @@ case ${1:-} in
     ;;
 esac
 
-# Builds the demo target of a preset, with whatever the demo depends on.
-build_demo() {
+# Builds kzmsg of a preset, with the library and the demo's catalog.
+build_kzmsg() {
   cmake --preset "$1" >/dev/null
-  cmake --build --preset "$1" -j "$jobs" --target kzcommon_demo \
-    kzcommon_errors_example
+  cmake --build --preset "$1" -j "$jobs" --target kzmsg
 }
 
-build_demo dev
-echo "---------- native ----------"
-build/dev/bin/kzcommon_demo
-echo "---------- error handling, native ----------"
-build/dev/bin/kzcommon_errors_example
+build_kzmsg dev
+echo "---------- kzmsg demo, native ----------"
+build/dev/bin/kzmsg demo
 
 if [[ $wine -eq 1 ]]; then
-  build_demo mingw
-  echo "---------- Windows build under Wine ----------"
-  WINEDEBUG=${WINEDEBUG:--all} /usr/lib/wine/wine64 \
-    build/mingw/bin/kzcommon_demo.exe
-  echo "---------- error handling, Windows build under Wine ----------"
-  WINEDEBUG=${WINEDEBUG:--all} /usr/lib/wine/wine64 \
-    build/mingw/bin/kzcommon_errors_example.exe
+  build_kzmsg mingw
+  echo "---------- kzmsg demo, Windows build under Wine ----------"
+  WINEDEBUG=${WINEDEBUG:--all} /usr/lib/wine/wine64 build/mingw/bin/kzmsg.exe \
+    demo
 fi

@@ -2,7 +2,13 @@
 # it holds with a checked-in list.
 #
 #   cmake -DBINARY_DIR=<kzcommon build> -DWORK_DIR=<scratch>
-#         -DGENERATOR=DEB|ZIP -DLIST=<expected list> -P check_package.cmake
+#         -DGENERATOR=DEB|ZIP -DLIST=<expected list>
+#         [-DDEMO_OUTPUT=<expected output> [-DEMULATOR=<runner>]]
+#         -P check_package.cmake
+#
+# With DEMO_OUTPUT, the package is unpacked and its kzmsg runs `kzmsg demo`
+# from there, which must say what DEMO_OUTPUT says: the program, the
+# library and the demo's catalog find one another in the package's layout.
 #
 # The list holds one path per line, sorted, as the package stores them
 # (folders end in '/'); '#' starts a comment. The build type in the name of
@@ -121,3 +127,30 @@ if(NOT normalised STREQUAL expected)
 endif()
 list(LENGTH normalised n)
 message(STATUS "check_package: ${n} entries match ${LIST}")
+
+if(NOT DEMO_OUTPUT)
+  return()
+endif()
+set(root "${WORK_DIR}/unpacked")
+file(MAKE_DIRECTORY "${root}")
+if(GENERATOR STREQUAL "DEB")
+  execute_process(COMMAND "${DPKG_DEB}" -x "${packages}" "${root}"
+    RESULT_VARIABLE rc ERROR_VARIABLE err)
+  set(kzmsg "${root}/usr/bin/kzmsg")
+else()
+  execute_process(COMMAND "${CMAKE_COMMAND}" -E tar xf "${packages}"
+    WORKING_DIRECTORY "${root}" RESULT_VARIABLE rc ERROR_VARIABLE err)
+  file(GLOB kzmsg "${root}/*/bin/kzmsg.exe")
+endif()
+if(NOT rc EQUAL 0 OR NOT EXISTS "${kzmsg}")
+  message(FATAL_ERROR "unpacking ${packages} gave no kzmsg (${rc}):\n${err}")
+endif()
+execute_process(COMMAND ${EMULATOR} "${kzmsg}" demo
+  RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+string(REPLACE "\r\n" "\n" out "${out}")
+file(READ "${DEMO_OUTPUT}" expected_output)
+if(NOT rc EQUAL 0 OR NOT out STREQUAL expected_output)
+  message(FATAL_ERROR "kzmsg demo from the package exited with ${rc}; "
+    "its output differs from ${DEMO_OUTPUT}:\n${out}${err}")
+endif()
+message(STATUS "check_package: kzmsg demo runs from the package")

@@ -24,16 +24,14 @@ int Usage(const Invocation& in, const std::string& message) {
 }
 
 namespace {
-
 constexpr std::uint32_t kLastId = 65535;
+}  // namespace
 
 void Print(const std::string& line) {
   std::fwrite(line.data(), 1, line.size(), stdout);
   std::fputc('\n', stdout);
 }
 
-// A whole number in decimal or in hex with 0x, with an optional sign, within
-// [min, max]. `what` names it in the message.
 bool ParseNumber(const std::string& text, std::int64_t min, std::int64_t max,
                  const char* what, std::int64_t* out, std::string* error) {
   std::size_t i = 0;
@@ -87,15 +85,6 @@ bool ParseNumber(const std::string& text, std::int64_t min, std::int64_t max,
   return true;
 }
 
-bool ParseId(const std::string& text, std::uint32_t* id, std::string* error) {
-  std::int64_t value;
-  if (!ParseNumber(text, 0, kLastId, "id", &value, error)) return false;
-  *id = static_cast<std::uint32_t>(value);
-  return true;
-}
-
-// A module name as LoadLibraryW takes it: a bare name looked for beside
-// kzmsg, beside the library and on the library path, or a path.
 bool CatalogName(const Invocation& in, const std::string& arg, WString* name,
                  int* status) {
   if (arg.empty()) {
@@ -109,9 +98,6 @@ bool CatalogName(const Invocation& in, const std::string& arg, WString* name,
   return true;
 }
 
-// Whether the module opens at all: CKZCatalog answers E_FAIL both for a
-// module it can't open and for an id without a text, and a user needs to
-// know which.
 bool ModuleOpens(const WString& name) {
   HMODULE module = LoadLibraryW(name.c_str());
   if (module == nullptr) return false;
@@ -123,7 +109,6 @@ std::string CannotOpen(const std::string& name) {
   return "cannot open the catalog module '" + name + "'";
 }
 
-// Every id of the catalog with a non-empty text, in order, unformatted.
 bool ReadAllTexts(CKZCatalog& catalog,
                   std::vector<std::pair<std::uint32_t, WString>>* out,
                   HRESULT* failure) {
@@ -137,6 +122,15 @@ bool ReadAllTexts(CKZCatalog& catalog,
     }
     out->emplace_back(id, Copy(text));
   }
+  return true;
+}
+
+namespace {
+
+bool ParseId(const std::string& text, std::uint32_t* id, std::string* error) {
+  std::int64_t value;
+  if (!ParseNumber(text, 0, kLastId, "id", &value, error)) return false;
+  *id = static_cast<std::uint32_t>(value);
   return true;
 }
 

@@ -24,8 +24,7 @@ struct OptionSpec {
   const char* help;
 };
 
-// One command. A command without `run` is listed and has its help, but is
-// not part of this build: it needs the library's error handling.
+// One command.
 struct CommandSpec {
   const char* name;
   const char* synopsis;
@@ -45,12 +44,25 @@ const std::vector<CommandSpec>& Commands() {
   static const std::vector<CommandSpec> commands = {
       {"lookup",
        "lookup <result code> [--catalog <module>]",
-       "The message that the default map gives a result code, with its\n"
-       "severity, facility and code fields.\n",
-       {kJson, {"--catalog", true, "the catalog asked before the library's"}},
+       "Raises <result code> (decimal or 0x hex, negative or not) as a\n"
+       "component without a map of its own does, and prints the message\n"
+       "that reaches the queue: its id, type and text, and the simple and\n"
+       "detail texts of its composite, after the code's severity, facility\n"
+       "and code fields. The default map gives the id; the text comes from\n"
+       "--catalog if that has one under the id, else from the library's\n"
+       "own catalog. A failure code in no map is raised as E_UNEXPECTED\n"
+       "with message 8, and lookup shows that message; a success code is\n"
+       "not raised at all.\n"
+       "JSON: {\"code\", \"value\", \"severity\", \"facility\",\n"
+       "\"facility_name\", \"code_field\", \"mapped\", \"raised\": {\"code\",\n"
+       "\"type\", \"message_id\", \"catalog\", \"text\", \"simple\", "
+       "\"detail\",\n"
+       "\"error_number\"} or null}.\n",
+       {kJson,
+        {"--catalog", true, "the catalog module asked before the library's"}},
        1,
        1,
-       nullptr},
+       RunLookup},
       {"get",
        "get <catalog> <id> [<argument>...]",
        "Prints the text that <catalog> holds under <id> (0 to 65535) as it\n"
@@ -123,13 +135,15 @@ const std::vector<CommandSpec>& Commands() {
        RunCheck},
       {"demo",
        "demo",
-       "Runs a small client component through a whole failure: raising\n"
-       "through the queue, logging, reading and clearing the queue, then\n"
-       "publishing on the thread's error object.\n",
+       "Runs a small client component, with a catalog of its own\n"
+       "(kzmsg_demo_messages, installed with kzmsg), through the whole road\n"
+       "of a failure: raising through the queue, logging, reading and\n"
+       "clearing the queue, then publishing on the thread's error object.\n"
+       "It prints what a caller sees at each step.\n",
        {},
        0,
        0,
-       nullptr},
+       RunDemo},
   };
   return commands;
 }
@@ -147,8 +161,7 @@ void PrintToolHelp(std::FILE* to) {
                "[<arguments>]\n\n"
                "Reads, writes and checks kzcommon messages.\n\ncommands:\n");
   for (const CommandSpec& c : Commands()) {
-    std::fprintf(to, "  %s%s\n", c.synopsis,
-                 c.run == nullptr ? "  [not in this build]" : "");
+    std::fprintf(to, "  %s\n", c.synopsis);
   }
   std::fprintf(to,
                "\n'kzmsg <command> --help' tells more. Exit status: 0 done, "
@@ -157,9 +170,6 @@ void PrintToolHelp(std::FILE* to) {
 
 void PrintCommandHelp(const CommandSpec& c) {
   std::printf("usage: kzmsg %s\n\n%s", c.synopsis, c.help);
-  if (c.run == nullptr) {
-    std::printf("Not in this build: it needs the library's error handling.\n");
-  }
   std::printf("\noptions:\n");
   for (const OptionSpec& o : c.options) {
     std::string name = o.name;
@@ -259,9 +269,6 @@ int Main(int argc, char** argv) {
     return kOk;
   }
   if (status != kOk) return status;
-  if (command->run == nullptr) {
-    return Fail(in, "not in this build: it needs the library's error handling");
-  }
   if (in.args.size() < command->minArgs) {
     return Usage(in, "an argument is missing");
   }

@@ -1,11 +1,14 @@
-// kzcommon error handling, seen from a component and from its caller.
+// kzcommon error handling, seen from a component and from its caller: the
+// example program runs it, and so does `kzmsg demo`.
 //
 // CInventory reports through CKZErrorHandling with its own catalog,
-// errors_example_messages. It raises through the process-wide queue, logs,
-// reads and clears the queue, then turns its queue off and publishes an
-// error on the thread's error object, which the caller reads back as the
-// caller of a component would. Every line shows a result or a text that the
-// library gave back.
+// kzmsg_demo_messages (messages.rc), which is installed beside kzmsg. It
+// raises through the process-wide queue, logs, reads and clears the queue,
+// then turns its queue off and publishes an error on the thread's error
+// object, which the caller reads back as the caller of a component would. Every
+// line shows a result or a text that the library gave back.
+#include "inventory.h"
+
 #include <kzcommon/kzcommon.h>
 
 #include <cstdint>
@@ -59,7 +62,7 @@ class CInventory : public CKZErrorHandling {
 
  protected:
   const WCHAR* GetCatalogName() override {
-    return OLESTR("errors_example_messages");
+    return OLESTR("kzmsg_demo_messages");
   }
   // Notes, while the queue is off.
   HRESULT OnMessage(CKZMsgString& message) override {
@@ -121,7 +124,7 @@ void ShowErrorObject() {
 
 }  // namespace
 
-int main() {
+int RunInventoryExample() {
   CInventory inventory;
 
   std::printf("1. Queue on: a bad quantity, through the class's own map\n");
