@@ -176,8 +176,9 @@ class KZCOMMON_API CKZSimpleMsgString : public CKZMsgString {
   HRESULT BuildSimpleMessage(CKZString& out) override;
 
   // The simple text, building the view first if need be; nullptr when it is
-  // null (a new object, a composite without message text). Not const: it may
-  // build the view. The pointer stays valid until the next FormatMsg,
+  // null (a new object, a composite without message text) or when memory ran
+  // out, and the object then stays as it was. Not const: it may build the
+  // view. The pointer stays valid until the next FormatMsg,
   // assignment or destruction of this object.
   operator const WCHAR*();
   operator const char*();
