@@ -190,15 +190,6 @@ TEST_F(CatalogCache, ClosedBehindAnObject) {
   }
 }
 
-// The library's own catalog after a client's CloseAll: the next fetch
-// reopens it, like any other.
-TEST_F(CatalogCache, OwnCatalogAfterCloseAll) {
-  CKZCatalog own(OLESTR("kzcommon"));
-  EXPECT_EQ(u"28$Invalid argument specified.", Fetch(own, 29));
-  EXPECT_EQ(S_OK, CKZCatalog::CloseAll());
-  EXPECT_EQ(u"28$Invalid argument specified.", Fetch(own, 29));
-}
-
 // CloseAll in a process that never opened a catalog (a process of its own:
 // catalog.fresh_process).
 TEST(PerProcessCatalog, CloseAllInAFreshProcess) {
