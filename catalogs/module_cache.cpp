@@ -44,8 +44,13 @@ HRESULT CKZModuleCache::Open(std::uint32_t hash, const WCHAR* name,
       return E_OUTOFMEMORY;
     }
     if (handle == nullptr) {
+      // Exhausted memory is no missing module: the error handling would
+      // turn to the default catalog on E_FAIL.
+      const DWORD error = GetLastError();
       LeaveCriticalSection(&lock);
-      return E_FAIL;
+      return error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_OUTOFMEMORY
+                 ? E_OUTOFMEMORY
+                 : E_FAIL;
     }
     try {
       // The module's own start-up may have come back here through this

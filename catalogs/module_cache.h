@@ -55,8 +55,8 @@ class CKZModuleCache {
   // Under the lock: the module of `hash`, opened with LoadLibraryW(name)
   // and entered in the table if it isn't there, with the generation it was
   // found in; `pin` holds it from then on. S_OK, E_FAIL (LoadLibraryW
-  // failed; the table is unchanged) or E_OUTOFMEMORY (no room for the entry;
-  // nothing was opened).
+  // failed) or E_OUTOFMEMORY (LoadLibraryW or the entry ran out of memory);
+  // on failure nothing stays opened and the table is unchanged.
   HRESULT Open(std::uint32_t hash, const WCHAR* name, HMODULE* module,
                std::uint64_t* moduleGeneration, CKZModulePin& pin);
   // Removes the entry of `hash` and frees its module once no fetch uses it:

@@ -40,6 +40,17 @@ HRESULT ReadThroughView(CKZString& view, CKZString& out, Reader baseReader) {
   return hr;
 }
 
+// The view's multibyte form. A view built for it goes again when that form
+// can't be built, so that a null answer leaves the object as it was.
+template <typename Reader>
+const char* MbsOfView(CKZString& view, Reader reader) {
+  const bool wasBuilt = view.Length() != 0;
+  static_cast<void>(reader(view));
+  const char* text = view;
+  if (text == nullptr && !wasBuilt) view.Empty();
+  return text;
+}
+
 }  // namespace
 
 CKZSimpleMsgString::~CKZSimpleMsgString() = default;
@@ -69,8 +80,9 @@ CKZSimpleMsgString::operator const WCHAR*() {
 }
 
 CKZSimpleMsgString::operator const char*() {
-  static_cast<void>(BuildSimpleMessage(m_cachedView));
-  return m_cachedView;
+  return MbsOfView(m_cachedView, [this](CKZString& view) {
+    return BuildSimpleMessage(view);
+  });
 }
 
 CKZDetailMsgString::~CKZDetailMsgString() = default;
@@ -100,6 +112,7 @@ CKZDetailMsgString::operator const WCHAR*() {
 }
 
 CKZDetailMsgString::operator const char*() {
-  static_cast<void>(BuildDetailMessage(m_cachedView));
-  return m_cachedView;
+  return MbsOfView(m_cachedView, [this](CKZString& view) {
+    return BuildDetailMessage(view);
+  });
 }

@@ -1,7 +1,10 @@
 // CKZMsgString: the composite's writer and readers on the string's block.
 // What the composite looks like is messages/msg_format.cpp's business; here
 // blocks are only made, shared and swapped.
+#include <kzcommon/kzcatalog.h>
 #include <kzcommon/kzmsgstring.h>
+
+#include <cstdarg>
 
 #include "messages/msg_format.h"
 #include "strings/string_block.h"
@@ -52,6 +55,21 @@ HRESULT CKZMsgString::FormatMsg(ULONG type, const WCHAR* text,
   m_block = composite.block;
   m_errorNum = composite.errorNum;
   return S_OK;
+}
+
+HRESULT CKZMsgString::Format(ULONG type, const WCHAR* origin,
+                             const WCHAR* originCode, CKZCatalog& catalog,
+                             ULONG msgId, ...) {
+  // The fetched text is a value of its own, so this object is untouched
+  // until FormatMsg swaps in the composite.
+  CKZString text;
+  va_list args;
+  va_start(args, msgId);
+  const HRESULT fetched = catalog.GetMsgEx(text, msgId, &args);
+  va_end(args);
+  if (FAILED(fetched)) return fetched;
+  const HRESULT formatted = FormatMsg(type, text, origin, originCode);
+  return FAILED(formatted) ? formatted : S_OK;
 }
 
 HRESULT CKZMsgString::BuildSimpleMessage(CKZString& out) {

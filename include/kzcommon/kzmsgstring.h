@@ -28,6 +28,8 @@
 #include <kzcommon/kzstring.h>
 #include <kzcommon/wintypes.h>
 
+class CKZCatalog;
+
 class KZCOMMON_API CKZMsgString : public CKZString {
  public:
   // A null string with error number 0.
@@ -88,6 +90,19 @@ class KZCOMMON_API CKZMsgString : public CKZString {
   virtual HRESULT FormatMsg(ULONG type, const WCHAR* text,
                             const WCHAR* origin = nullptr,
                             const WCHAR* originCode = nullptr);
+
+  // Fetches text `msgId` from `catalog`, formats it with the arguments that
+  // follow (as CKZCatalog::GetMsg does: always, also without arguments, so
+  // "%%" gives "%"), and writes its composite through the virtual FormatMsg
+  // with `type`, `origin` and `originCode`:
+  //   msg.Format(1, OLESTR("Reader"), nullptr, catalog, id, OLESTR("x"));
+  // Returns S_OK (a success of FormatMsg other than S_OK too); the failure of
+  // the fetch (E_FAIL: no module or no text under that id; E_INVALIDARG: the
+  // text and the arguments don't belong together; E_OUTOFMEMORY) or of
+  // FormatMsg. On failure the text and the error number stay as they were.
+  // `origin` and `originCode` may lie in this value's own text.
+  HRESULT Format(ULONG type, const WCHAR* origin, const WCHAR* originCode,
+                 CKZCatalog& catalog, ULONG msgId, ...);
 
   // The message text: what stands before the first "_$S_". `out` receives
   // it and S_OK is returned; a composite that starts with the marker has
@@ -161,8 +176,9 @@ class KZCOMMON_API CKZSimpleMsgString : public CKZMsgString {
   HRESULT BuildSimpleMessage(CKZString& out) override;
 
   // The simple text, building the view first if need be; nullptr when it is
-  // null (a new object, a composite without message text). Not const: it may
-  // build the view. The pointer stays valid until the next FormatMsg,
+  // null (a new object, a composite without message text) or when memory ran
+  // out, and the object then stays as it was. Not const: it may build the
+  // view. The pointer stays valid until the next FormatMsg,
   // assignment or destruction of this object.
   operator const WCHAR*();
   operator const char*();

@@ -60,6 +60,8 @@ struct Registry {
 };
 Registry g_registry = {PTHREAD_MUTEX_INITIALIZER, nullptr};
 
+thread_local DWORD g_lastError = 0;
+
 class RegistryLock {
  public:
   RegistryLock() { pthread_mutex_lock(&g_registry.lock); }
@@ -404,11 +406,13 @@ bool ModuleResourceImage(HMODULE module, const unsigned char** image,
 //          local to it. Throws nothing. tests/platform/module_test.cpp,
 //          tests/platform/posix_module_test.cpp.
 HMODULE LoadLibraryW(LPCWSTR name) {
-  if (name == nullptr || name[0] == 0) return nullptr;
   Path utf8;
-  if (!ToUtf8(name, &utf8)) return nullptr;
-  void* dl = OpenByName(utf8);
-  if (dl == nullptr) return nullptr;
+  void* dl = nullptr;
+  if (name == nullptr || name[0] == 0 || !ToUtf8(name, &utf8) ||
+      (dl = OpenByName(utf8)) == nullptr) {
+    g_lastError = ERROR_MOD_NOT_FOUND;
+    return nullptr;
+  }
   {
     RegistryLock lock;
     for (Module* module = g_registry.modules; module != nullptr;
@@ -430,8 +434,19 @@ HMODULE LoadLibraryW(LPCWSTR name) {
   // Out of memory: give the reference back, outside the lock, since the
   // module's destructors may call FreeLibrary.
   dlclose(dl);
+  g_lastError = ERROR_NOT_ENOUGH_MEMORY;
   return nullptr;
 }
+
+// GetLastError, SetLastError
+//
+// PARAMS   code [I] the error to record for the calling thread
+// RETURNS  the calling thread's last error
+// NOTES    Per thread, as on Windows. Only LoadLibraryW records one here; the
+//          catalog table reads it to tell exhausted memory from a missing
+//          module. tests/catalogs/catalog_out_of_memory_test.cpp.
+DWORD GetLastError() { return g_lastError; }
+void SetLastError(DWORD code) { g_lastError = code; }
 
 // FreeLibrary
 //

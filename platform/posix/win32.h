@@ -23,6 +23,15 @@ void EnterCriticalSection(CRITICAL_SECTION* section);
 void LeaveCriticalSection(CRITICAL_SECTION* section);
 void DeleteCriticalSection(CRITICAL_SECTION* section);
 
+// The calling thread's last error, as on Windows. Here only LoadLibraryW sets
+// it, on failure: ERROR_NOT_ENOUGH_MEMORY when memory ran out, else
+// ERROR_MOD_NOT_FOUND. Defined in module.cpp.
+constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+constexpr DWORD ERROR_OUTOFMEMORY = 14;
+constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
+DWORD GetLastError();
+void SetLastError(DWORD code);
+
 // Thread notifications do not exist here; the call is kept for symmetry.
 inline BOOL DisableThreadLibraryCalls(HMODULE) { return TRUE; }
 

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "fixtures/test_catalog.h"
 #include "strings/internal/test_access.h"
 #include "test_support.h"
 
@@ -331,4 +332,102 @@ TEST(MsgFormat, ExtractMessageSharesTheComposite) {
   EXPECT_EQ(A::Block(m), A::Block(m.ExtractMessage(2)));
   EXPECT_EQ(u"a", W(m.ExtractMessage(0)));
   EXPECT_TRUE(A::IsNull(m.ExtractMessage(7)));
+}
+
+namespace {
+
+// A FormatMsg that succeeds with S_FALSE, to show that Format calls the
+// virtual one and that a success of it reaches the caller as S_OK.
+class FalseFormatter : public CKZMsgString {
+ public:
+  HRESULT FormatMsg(ULONG type, const WCHAR* text, const WCHAR* origin,
+                    const WCHAR* originCode) override {
+    const HRESULT hr = CKZMsgString::FormatMsg(type, text, origin, originCode);
+    return hr == S_OK ? S_FALSE : hr;
+  }
+};
+
+}  // namespace
+
+// Fault: Format takes the text unformatted (a text without arguments keeps
+// "%%"), passes the arguments on wrongly, writes the composite itself
+// instead of through the virtual FormatMsg (a view keeps its old reading),
+// hands a positive result on, or changes the object when the fetch fails.
+TEST(MsgFormat, FormatThroughACatalog) {
+  enum Args { kNone, kNumber, kText };
+  const struct {
+    const char* name;
+    const WCHAR* catalog;
+    UINT id;
+    Args args;
+    const char16_t* origin;
+    const char16_t* code;
+    HRESULT hr;
+    const char16_t* composite;  // on success
+    ULONG errorNum;
+  } rows[] = {
+      {"number, argument and fields", kztest::TestCatalogName(), 408, kText,
+       u"Reader", u"parser", S_OK, u"Type x mismatch_$S_1012-PARS-Reader_$E_",
+       1012},
+      {"formatted without arguments", kztest::TestCatalogName(), 405, kNone,
+       nullptr, nullptr, S_OK, u"100%_$S_1000_$E_", 1000},
+      {"own table with a number", OLESTR("kzcommon"), 3, kNumber, u"Caller",
+       nullptr, S_OK, u"Argument 2 is invalid_$S_1001-Caller_$E_", 1001},
+      {"no text under the id", kztest::TestCatalogName(),
+       kztest::kIdMissingInBlock, kNone, nullptr, nullptr, E_FAIL, nullptr, 0},
+      {"empty text", kztest::TestCatalogName(), kztest::kIdEmpty, kNone,
+       nullptr, nullptr, E_FAIL, nullptr, 0},
+      {"no such module", OLESTR("kz_no_such_catalog"), 1, kNone, nullptr,
+       nullptr, E_FAIL, nullptr, 0},
+      {"empty catalog name", OLESTR(""), 1, kNone, nullptr, nullptr, E_FAIL,
+       nullptr, 0},
+      {"format the formatter refuses", kztest::TestCatalogName(), 406, kNumber,
+       nullptr, nullptr, E_INVALIDARG, nullptr, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZCatalog catalog(row.catalog);
+    CKZSimpleMsgString m;
+    ASSERT_EQ(S_OK, m.FormatMsg(4, U(u"3$before")));
+    ASSERT_EQ(u"before", W(static_cast<const WCHAR*>(m)));  // builds the view
+    const CKZStringBlock* block = A::Block(m);
+    HRESULT hr = S_OK;
+    const ULONG type = row.errorNum / 1000;
+    switch (row.args) {
+      case kNone:
+        hr = m.Format(type, U(row.origin), U(row.code), catalog, row.id);
+        break;
+      case kNumber:
+        hr = m.Format(type, U(row.origin), U(row.code), catalog, row.id, 2);
+        break;
+      case kText:
+        hr = m.Format(type, U(row.origin), U(row.code), catalog, row.id,
+                      OLESTR("x"));
+        break;
+    }
+    EXPECT_EQ(row.hr, hr);
+    const CKZString& composite = m;
+    if (row.hr == S_OK) {
+      EXPECT_EQ(row.composite, W(composite));
+      EXPECT_EQ(row.errorNum, m.GetErrorNum());
+      CKZString simple;
+      EXPECT_EQ(S_OK, m.GetMsg(0, simple));
+      EXPECT_EQ(W(simple), W(static_cast<const WCHAR*>(m)));
+    } else {
+      EXPECT_EQ(block, A::Block(m));
+      EXPECT_EQ(u"before_$S_3003_$E_", W(composite));
+      EXPECT_EQ(4003u, m.GetErrorNum());
+      EXPECT_EQ(u"before", W(static_cast<const WCHAR*>(m)));
+    }
+  }
+  FalseFormatter positive;
+  CKZCatalog own(OLESTR("kzcommon"));
+  EXPECT_EQ(S_OK, positive.Format(2, nullptr, nullptr, own, 8));
+  EXPECT_EQ(u"Unexpected failure._$S_2006_$E_", W(positive));
+  // The origin may lie in the object's own text.
+  const WCHAR* text = positive;
+  EXPECT_EQ(S_OK, positive.Format(1, text + 11, nullptr, own, 8));
+  EXPECT_EQ(u"Unexpected failure._$S_1006-failure._$S_2006_$E__$E_",
+            W(positive));
+  CKZCatalog::CloseAll();
 }

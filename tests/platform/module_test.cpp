@@ -1,6 +1,6 @@
 // LoadLibraryW and FreeLibrary: names, reference counts and bad handles, one
-// table for both builds. The library's own module, "kzcommon", is opened in
-// string_table_test.cpp.
+// table for both builds. The library's own module, "kzcommon", is read in
+// catalog_fetch_test.cpp (CatalogFetch.BuiltInTable).
 #include <gtest/gtest.h>
 
 #include "fixtures/test_catalog.h"

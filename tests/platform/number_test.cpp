@@ -6,9 +6,13 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdint>
+#include <string>
+#include <vector>
 
 #include "platform/platform.h"
 
+#include "data_file.h"
 #include "test_support.h"
 
 namespace {
@@ -69,101 +73,45 @@ TEST(NumberParsing, EveryUnitBeforeADigit) {
   }
 }
 
-// Named texts in base 10: signs, white space only before the sign, the
-// 32-bit range and its clamping, and where parsing stops.
-TEST(NumberParsing, DecimalTexts) {
-  struct Row {
-    const char* name;
-    const char16_t* text;
-    long value;
-    int end;
-    bool range;  // errno ERANGE
-  } rows[] = {
-      {"empty", u"", 0, 0, false},
-      {"blanks and sign", u"  -5", -5, 4, false},
-      {"sign alone", u"+", 0, 0, false},
-      {"minus alone", u"-", 0, 0, false},
-      {"blank after sign", u"- 5", 0, 0, false},
-      {"two signs", u"+-5", 0, 0, false},
-      {"blank alone", u" ", 0, 0, false},
-      {"leading zeros", u"007", 7, 3, false},
-      {"minus zero", u"-0", 0, 2, false},
-      {"stops at x", u"0x10", 0, 1, false},
-      {"stops at dollar", u"5$x", 5, 1, false},
-      {"dollar first", u"$5", 0, 0, false},
-      {"stops at blank", u"1 2", 1, 1, false},
-      {"ideographic blanks", u"\u3000\u30008", 8, 3, false},
-      {"full-width digits", u"\uff11\uff12", 12, 2, false},
-      {"mixed digits", u"12\uff13", 123, 3, false},
-      {"largest", u"2147483647", 2147483647L, 10, false},
-      {"one past largest", u"2147483648", 2147483647L, 10, true},
-      {"smallest", u"-2147483648", -2147483647L - 1, 11, false},
-      {"one past smallest", u"-2147483649", -2147483647L - 1, 11, true},
-      {"eleven digits", u"99999999999", 2147483647L, 11, true},
-      {"past 64 bits", u"99999999999999999999999", 2147483647L, 23, true},
-      {"past 64 bits below", u"-9223372036854775809", -2147483647L - 1, 20,
-       true},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const WCHAR* text = U(row.text);
-    WCHAR* end = nullptr;
-    errno = 0;
-    const long value = platform::wcstol(text, &end, 10);
-    EXPECT_EQ(row.value, value);
-    EXPECT_EQ(row.end, end - text);
-    EXPECT_EQ(row.range ? ERANGE : 0, errno);
-    EXPECT_EQ(value, platform::wcstol(text, nullptr, 10));
-  }
-}
-
-// Other bases: the "0x" prefix (after any zero digit), base 0 choosing 8,
-// 10 or 16, letters as digits, and bases the run-time refuses, which leave
-// the end pointer alone.
-TEST(NumberParsing, OtherBases) {
-  WCHAR untouched[] = {0};
-  struct Row {
-    const char* name;
-    const char16_t* text;
-    int base;
-    long value;
-    int end;  // -1: *end not written
-    int error;
-  } rows[] = {
-      {"hex", u"0x1A", 16, 26, 4, 0},
-      {"hex by prefix", u"0x1A", 0, 26, 4, 0},
-      {"octal by zero", u"010", 0, 8, 3, 0},
-      {"base 36 lower", u"z", 36, 35, 1, 0},
-      {"base 36 upper", u"Z", 36, 35, 1, 0},
-      {"prefix alone", u"0x", 16, 0, 0, 0},
-      {"prefix alone, base 0", u"0x", 0, 0, 0, 0},
-      {"prefix, no digit", u"0xg", 16, 0, 0, 0},
-      {"blank, sign, prefix", u" -0X1f", 0, -31, 6, 0},
-      {"full-width letter", u"\uff21", 36, 0, 0, 0},
-      {"octal", u"777", 8, 511, 3, 0},
-      {"octal stops at 8", u"778", 8, 63, 2, 0},
-      {"zero, base 0", u"0", 0, 0, 1, 0},
-      {"nine after zero", u"09", 0, 0, 1, 0},
-      {"hex smallest", u"-0x80000000", 16, -2147483647L - 1, 11, 0},
-      {"hex past largest", u"0x80000000", 16, 2147483647L, 10, ERANGE},
-      {"hex all ones", u"ffffffff", 16, 2147483647L, 8, ERANGE},
-      {"Arabic-Indic", u"\u0669\u0660", 10, 90, 2, 0},
-      {"digit at the base", u"\u0669", 9, 0, 0, 0},
-      {"base 1", u"12", 1, 0, -1, EINVAL},
-      {"base 37", u"12", 37, 0, -1, EINVAL},
-      {"base -1", u"12", -1, 0, -1, EINVAL},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const WCHAR* text = U(row.text);
-    WCHAR* end = untouched;
-    errno = 0;
-    EXPECT_EQ(row.value, platform::wcstol(text, &end, row.base));
-    if (row.end < 0) {
-      EXPECT_EQ(untouched, end);
-    } else {
-      EXPECT_EQ(row.end, end - text);
+// The recorded rows of data/number.txt: signs, white space only before the
+// sign, the 32-bit range and its clamping, where parsing stops, the "0x"
+// prefix, base 0 choosing 8, 10 or 16, letters as digits, and refused bases,
+// which leave the end pointer alone. A null end pointer changes nothing.
+TEST(NumberParsing, RecordedRows) {
+  std::vector<kztest::Line> lines;
+  ASSERT_TRUE(kztest::ReadDataFile("number.txt", &lines));
+  for (const kztest::Line& line : lines) {
+    SCOPED_TRACE(line.where);
+    kztest::Fields fields(line);
+    std::u16string name, text;
+    std::int64_t base = 0, value = 0, end = -1;
+    if (!fields.Text(&name) || !fields.Text(&text) ||
+        !fields.Integer(-1, 37, &base) || !fields.Expect("=>") ||
+        !fields.Integer(INT32_MIN, INT32_MAX, &value) ||
+        !(fields.Peek() != nullptr && fields.Peek()->bare == "untouched"
+              ? fields.Expect("untouched")
+              : fields.Integer(0, 100, &end))) {
+      continue;
     }
-    EXPECT_EQ(row.error, errno);
+    const kztest::Field* last = nullptr;
+    if (!fields.Take(&last)) continue;
+    const int error = last->bare == "ERANGE"   ? ERANGE
+                      : last->bare == "EINVAL" ? EINVAL
+                      : last->bare == "0"      ? 0
+                                               : -1;
+    if (error < 0) {
+      fields.Fail("errno is 0, ERANGE or EINVAL");
+      continue;
+    }
+    WCHAR untouched[] = {0};
+    WCHAR* stop = untouched;
+    errno = 0;
+    EXPECT_EQ(value,
+              platform::wcstol(U(text.c_str()), &stop, static_cast<int>(base)));
+    EXPECT_EQ(end, stop == untouched ? -1 : stop - U(text.c_str()));
+    EXPECT_EQ(error, errno);
+    EXPECT_EQ(value, platform::wcstol(U(text.c_str()), nullptr,
+                                      static_cast<int>(base)));
   }
+  EXPECT_GT(lines.size(), 40u) << "rows went missing";
 }

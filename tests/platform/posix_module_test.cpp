@@ -10,6 +10,8 @@
 #include <string>
 #include <unistd.h>
 
+#include "platform/platform.h"
+
 #include "fixtures/test_catalog.h"
 #include "support/alloc_failure.h"
 #include "test_support.h"
@@ -139,8 +141,9 @@ TEST(PosixModule, LongestPath) {
 }
 
 // Out of memory in LoadLibraryW: each of its allocations fails in turn; it
-// gives null, throws nothing, and leaves neither a dlopen reference nor a
-// record behind. A module that is registered already needs no allocation.
+// gives null with ERROR_NOT_ENOUGH_MEMORY (which the catalog table reports
+// as E_OUTOFMEMORY), throws nothing, and leaves neither a dlopen reference nor
+// a record behind. A module that is registered already needs no allocation.
 TEST(PosixModule, AllocationFailure) {
   const std::string path = ExecutableDirectory() + "/libkz_test_catalog.so";
   ASSERT_EQ(nullptr, dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD))
@@ -149,6 +152,7 @@ TEST(PosixModule, AllocationFailure) {
     HMODULE module = LoadLibraryW(TestCatalogName());
     if (InjectedFailureFired()) {
       EXPECT_EQ(nullptr, module);
+      EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, GetLastError());
     } else {
       ASSERT_NE(nullptr, module);
       EXPECT_TRUE(FreeLibrary(module));
@@ -212,7 +216,7 @@ TEST(PosixModule, LastFreeUnloads) {
 }
 
 // "kzcommon" answers with the library already in the process, not a second
-// copy of it (its table is read in string_table_test.cpp). The test binary
+// copy of it (its table is read by CatalogFetch.BuiltInTable). The test binary
 // holds the library's static copy, so the module comes into the process here
 // as a client's link brings it: under its SONAME, with its symbols in the
 // global scope.

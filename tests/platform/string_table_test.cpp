@@ -186,44 +186,4 @@ TEST(PerProcessLanguage, StringTableChoice) {
   FreeLibrary(module);
 }
 
-// The default catalog's name, "kzcommon", opens the library's own module
-// from wherever the test binary lies, and its table reads as built: the
-// first text, the ids on both sides of a gap (2 and 30 have none), the two
-// texts with a placeholder, the blank at the end of id 25, the number that
-// differs from its id (id 29 holds 28), the last text, and nothing from id
-// 40 on. A text moved to another id, or a blank lost, shows here.
-TEST(OwnStringTable, KzcommonOpensTheLibrarysTable) {
-  const struct {
-    UINT id;
-    const char16_t* text;  // nullptr: none
-  } rows[] = {
-      {0, nullptr},
-      {1, u"0$Unspecified failure"},
-      {2, nullptr},
-      {3, u"1$Argument %Ld is invalid"},
-      {18, u"16$Access denied."},
-      {19, nullptr},
-      {25, u"25$Argument %Ld not optional "},
-      {29, u"28$Invalid argument specified."},
-      {30, nullptr},
-      {39, u"38$Bad Variable Type"},
-      {40, nullptr},
-      {47, nullptr},
-      {48, nullptr},
-  };
-  HMODULE module = LoadLibraryW(OLESTR("kzcommon"));
-  ASSERT_NE(nullptr, module);
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.id);
-    WCHAR buffer[64];
-    const int count = LoadStringW(module, row.id, buffer, 64);
-    if (row.text == nullptr) {
-      EXPECT_EQ(0, count);
-    } else {
-      EXPECT_EQ(std::u16string(row.text), Units(buffer, count));
-    }
-  }
-  EXPECT_TRUE(FreeLibrary(module));
-}
-
 }  // namespace

@@ -224,7 +224,7 @@ TEST(StringBlock, MultibyteLocaleLengthsAndRoom) {
        {AttachOp::kCrtWide, AttachOp::kOleWide, AttachOp::kBstr}) {
     SCOPED_TRACE(static_cast<int>(op));
     CKZString s;
-    kztest::AttachNew(s, op, nullptr, sample.wide);
+    kztest::AttachNew(s, op, sample.bytes, sample.wide);
     EXPECT_EQ(3u, A::Capacity(s));
     EXPECT_EQ(std::string(sample.bytes), M(s));
     EXPECT_EQ(sample.byteLength, A::MbsLength(s));
