@@ -219,13 +219,14 @@ int RunLookup(const Invocation& in) {
   const bool mapped = result == S_OK;
   if (!mapped && !(result == E_UNEXPECTED && hr != E_UNEXPECTED)) {
     CKZErrorHandling::ClearMessageQueue();
-    return Fail(in, "Raise(" + HexCode(hr) + ") failed with " +
-                        HexCode(result));
+    return Fail(in,
+                "Raise(" + HexCode(hr) + ") failed with " + HexCode(result));
   }
   CKZErrorHandling::MessageList queued;
   const HRESULT read = CKZErrorHandling::GetMessageQueue(queued);
   CKZErrorHandling::ClearMessageQueue();
-  if (read < 0) return Fail(in, "reading the queue failed with " + HexCode(read));
+  if (read < 0)
+    return Fail(in, "reading the queue failed with " + HexCode(read));
   if (queued.Size() != 1) {
     return Fail(in, "Raise(" + HexCode(hr) + ") queued " +
                         std::to_string(queued.Size()) + " messages, not one");
