@@ -105,7 +105,7 @@ Outcome Invoke(std::size_t limit, bool count, const Unit* format,
 }
 
 // A row of data/format.txt, its arguments as written.
-struct Spec {
+struct Typed {
   char type = 0;  // i c l d p s S n w r
   std::int64_t integer = 0;
   double real = 0;
@@ -118,7 +118,7 @@ struct Row {
   std::string name;
   bool nullFormat = false;
   std::u16string format;
-  std::vector<Spec> args;
+  std::vector<Typed> args;
   int result = 0;
   std::u16string text;
   bool narrow = true;
@@ -145,42 +145,42 @@ bool ParseDouble(const std::string& text, double* value) {
   return !text.empty() && *end == 0;
 }
 
-bool ParseArgument(const kztest::Field& field, Fields& fields, Spec* spec) {
+bool ParseArgument(const kztest::Field& field, Fields& fields, Typed* typed) {
   const std::string& bare = field.bare;
   if (bare.size() < 2 || bare[1] != ':') {
     return fields.Fail("expected an argument such as i:42");
   }
-  spec->type = bare[0];
+  typed->type = bare[0];
   const std::string value = bare.substr(2);
-  switch (spec->type) {
+  switch (typed->type) {
     case 'i':
     case 'l':
     case 'p': {
-      const bool ok = !field.quoted &&
-                      kztest::ParseInteger(value, &spec->integer) &&
-                      (spec->type != 'i' ||
-                       (spec->integer >= INT_MIN && spec->integer <= UINT_MAX));
+      const bool ok =
+          !field.quoted && kztest::ParseInteger(value, &typed->integer) &&
+          (typed->type != 'i' ||
+           (typed->integer >= INT_MIN && typed->integer <= UINT_MAX));
       return ok || fields.Fail("bad integer argument");
     }
     case 'd':
-      return (!field.quoted && ParseDouble(value, &spec->real)) ||
+      return (!field.quoted && ParseDouble(value, &typed->real)) ||
              fields.Fail("bad double argument");
     case 'c':
       if (!field.quoted || !value.empty() || field.text.size() != 1) {
         return fields.Fail("c: takes one character in quotes");
       }
-      spec->integer = field.text[0];
+      typed->integer = field.text[0];
       return true;
     case 's':
     case 'S':
     case 'n':
     case 'w':
     case 'r':
-      spec->null = !field.quoted && value == "null";
-      if (!spec->null && (!field.quoted || !value.empty())) {
+      typed->null = !field.quoted && value == "null";
+      if (!typed->null && (!field.quoted || !value.empty())) {
         return fields.Fail("text arguments are quoted, or null");
       }
-      spec->text = field.text;
+      typed->text = field.text;
       return true;
     default:
       return fields.Fail("unknown argument type");
@@ -203,9 +203,9 @@ bool ParseRow(const kztest::Line& line, Row* row) {
   for (;;) {
     if (!fields.Take(&field)) return false;
     if (!field->quoted && field->bare == "=>") break;
-    Spec spec;
-    if (!ParseArgument(*field, fields, &spec)) return false;
-    row->args.push_back(spec);
+    Typed typed;
+    if (!ParseArgument(*field, fields, &typed)) return false;
+    row->args.push_back(typed);
   }
   if (row->args.size() > kMaxArguments) return fields.Fail("too many args");
   std::int64_t result = 0;
@@ -256,32 +256,32 @@ class Texts {
  public:
   using Other = std::conditional_t<std::is_same_v<Unit, char>, WCHAR, char>;
 
-  bool Make(const Spec& spec, Argument* arg) {
-    switch (spec.type) {
+  bool Make(const Typed& typed, Argument* arg) {
+    switch (typed.type) {
       case 'i':
       case 'c':
-        *arg = static_cast<int>(static_cast<std::uint32_t>(spec.integer));
+        *arg = static_cast<int>(static_cast<std::uint32_t>(typed.integer));
         return true;
       case 'l':
-        *arg = static_cast<long long>(spec.integer);
+        *arg = static_cast<long long>(typed.integer);
         return true;
       case 'd':
-        *arg = spec.real;
+        *arg = typed.real;
         return true;
       case 'p':
         *arg = reinterpret_cast<const void*>(
-            static_cast<std::uintptr_t>(spec.integer));
+            static_cast<std::uintptr_t>(typed.integer));
         return true;
       case 's':
-        return Store<Unit>(spec, true, arg);
+        return Store<Unit>(typed, true, arg);
       case 'S':
-        return Store<Other>(spec, true, arg);
+        return Store<Other>(typed, true, arg);
       case 'n':
-        return Store<char>(spec, true, arg);
+        return Store<char>(typed, true, arg);
       case 'w':
-        return Store<WCHAR>(spec, true, arg);
+        return Store<WCHAR>(typed, true, arg);
       case 'r':
-        return Store<Unit>(spec, false, arg);
+        return Store<Unit>(typed, false, arg);
       default:
         return false;
     }
@@ -290,10 +290,10 @@ class Texts {
   // The format in the formatter's unit, or nullptr.
   const Unit* Format(const Row& row) {
     if (row.nullFormat) return nullptr;
-    Spec spec;
-    spec.text = row.format;
+    Typed typed;
+    typed.text = row.format;
     Argument arg;
-    if (!Store<Unit>(spec, true, &arg)) return nullptr;
+    if (!Store<Unit>(typed, true, &arg)) return nullptr;
     return static_cast<const Unit*>(std::get<const void*>(arg));
   }
 
@@ -301,16 +301,16 @@ class Texts {
   // `terminated` false: exactly the units, in a block of their own size,
   // so that reading one past them is an overrun the sanitizers see.
   template <typename T>
-  bool Store(const Spec& spec, bool terminated, Argument* arg) {
-    if (spec.null) {
+  bool Store(const Typed& typed, bool terminated, Argument* arg) {
+    if (typed.null) {
       *arg = static_cast<const void*>(nullptr);
       return true;
     }
-    const std::size_t n = spec.text.size() + (terminated ? 1 : 0);
+    const std::size_t n = typed.text.size() + (terminated ? 1 : 0);
     std::unique_ptr<T[]> units(new T[n == 0 ? 1 : n]);
-    for (std::size_t i = 0; i < spec.text.size(); ++i) {
-      if (sizeof(T) == 1 && spec.text[i] > 0xFF) return false;
-      units[i] = static_cast<T>(spec.text[i]);
+    for (std::size_t i = 0; i < typed.text.size(); ++i) {
+      if (sizeof(T) == 1 && typed.text[i] > 0xFF) return false;
+      units[i] = static_cast<T>(typed.text[i]);
     }
     if (terminated) units[n - 1] = 0;
     *arg = static_cast<const void*>(units.get());
@@ -327,9 +327,9 @@ void Check(const Row& row) {
                (sizeof(Unit) == 1 ? " [8-bit]" : " [16-bit]"));
   Texts<Unit> texts;
   std::vector<Argument> args;
-  for (const Spec& spec : row.args) {
+  for (const Typed& typed : row.args) {
     Argument arg;
-    if (!texts.Make(spec, &arg)) {
+    if (!texts.Make(typed, &arg)) {
       ADD_FAILURE() << "a unit above 0xFF in 8-bit text";
       return;
     }
