@@ -11,22 +11,8 @@
 #         -P run_consumer.cmake
 cmake_minimum_required(VERSION 3.20)
 
-foreach(var MODE SOURCE_DIR BINARY_DIR WORK_DIR GENERATOR)
-  if(NOT DEFINED ${var} OR "${${var}}" STREQUAL "")
-    message(FATAL_ERROR "run_consumer: ${var} is not set")
-  endif()
-endforeach()
-
-function(run_step what)
-  list(JOIN ARGN " " shown)
-  message(STATUS "${what}: ${shown}")
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc
-    OUTPUT_VARIABLE out ERROR_VARIABLE out)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "${what} failed (${rc}):\n${out}")
-  endif()
-  set(step_output "${out}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake")
+kz_require(run_consumer MODE SOURCE_DIR BINARY_DIR WORK_DIR GENERATOR)
 
 set(project_dir "${SOURCE_DIR}/tests/package/${MODE}")
 set(build_dir "${WORK_DIR}/build")

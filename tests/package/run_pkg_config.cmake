@@ -8,22 +8,8 @@
 #         -DEXE_SUFFIX=... -DWINDOWS=ON|OFF -P run_pkg_config.cmake
 cmake_minimum_required(VERSION 3.20)
 
-foreach(var BINARY_DIR WORK_DIR SOURCE_DIR CXX_COMPILER PKG_CONFIG)
-  if(NOT DEFINED ${var} OR "${${var}}" STREQUAL "")
-    message(FATAL_ERROR "run_pkg_config: ${var} is not set")
-  endif()
-endforeach()
-
-function(run_step what)
-  list(JOIN ARGN " " shown)
-  message(STATUS "${what}: ${shown}")
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc
-    OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "${what} failed (${rc}):\n${out}${err}")
-  endif()
-  set(step_output "${out}" PARENT_SCOPE)
-endfunction()
+include("${CMAKE_CURRENT_LIST_DIR}/script_steps.cmake")
+kz_require(run_pkg_config BINARY_DIR WORK_DIR SOURCE_DIR CXX_COMPILER PKG_CONFIG)
 
 file(REMOVE_RECURSE "${WORK_DIR}")
 # The prefix is installed in one place and used from another: the .pc file
