@@ -212,15 +212,15 @@ int ParseCommandLine(const CommandSpec& c, int argc, char** argv, int first,
       *helpAsked = true;
       continue;
     }
-    const OptionSpec* spec = nullptr;
+    const OptionSpec* option = nullptr;
     for (const OptionSpec& o : c.options) {
-      if (name == o.name) spec = &o;
+      if (name == o.name) option = &o;
     }
-    if (spec == nullptr) return Usage(*in, "unknown option " + name);
-    if (spec->takesValue && !inlineValue) {
+    if (option == nullptr) return Usage(*in, "unknown option " + name);
+    if (option->takesValue && !inlineValue) {
       if (i + 1 >= argc) return Usage(*in, name + " needs a value");
       value = argv[++i];
-    } else if (!spec->takesValue && inlineValue) {
+    } else if (!option->takesValue && inlineValue) {
       return Usage(*in, name + " takes no value");
     }
     if (in->options.count(name) != 0) {
