@@ -11,14 +11,14 @@
 #include <optional>
 #include <string>
 
+#include "fuzz/model_sequence.h"
+
 namespace model {
 
 using Text = std::u16string;
 using Value = std::optional<Text>;  // nullopt: a null string
 
-inline void Check(bool condition) {
-  if (!condition) std::abort();
-}
+using kzfuzz::Check;
 
 // The first place of `needle` that lies before the text's first zero unit.
 inline std::size_t Find(const Text& text, const Text& needle,

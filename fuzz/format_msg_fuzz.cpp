@@ -20,11 +20,9 @@ using model::Check;
 using model::Text;
 using model::Value;
 
-class Input {
+class Input : public kzfuzz::ByteReader {
  public:
-  Input(const std::uint8_t* data, std::size_t size)
-      : p_(data), end_(data + size) {}
-  unsigned Byte() { return p_ < end_ ? *p_++ : 0; }
+  using ByteReader::ByteReader;
   // Up to 15 units of the alphabet, or a null text.
   Value Units(const char16_t* alphabet, unsigned count, bool mayBeNull) {
     const unsigned n = Byte();
@@ -33,10 +31,6 @@ class Input {
     for (unsigned i = 0; i < n % 16; ++i) t.push_back(alphabet[Byte() % count]);
     return t;
   }
-
- private:
-  const std::uint8_t* p_;
-  const std::uint8_t* end_;
 };
 
 // What may stand before the '$': white space, signs, ASCII and full-width

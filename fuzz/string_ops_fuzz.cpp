@@ -15,6 +15,8 @@
 #include <optional>
 #include <string>
 
+#include "fuzz/model_sequence.h"
+
 namespace {
 
 using Model = std::optional<std::u16string>;  // nullopt: a null string
@@ -23,16 +25,11 @@ constexpr int kSlots = 4;
 // Joins that would pass this many units are skipped: `s += s` doubles.
 constexpr std::size_t kMaxText = 4096;
 
-void Check(bool condition) {
-  if (!condition) std::abort();
-}
+using kzfuzz::Check;
 
-class Input {
+class Input : public kzfuzz::ByteReader {
  public:
-  Input(const std::uint8_t* data, std::size_t size)
-      : p_(data), end_(data + size) {}
-  bool More() const { return p_ < end_; }
-  unsigned Byte() { return p_ < end_ ? *p_++ : 0; }
+  using ByteReader::ByteReader;
   int Slot() { return static_cast<int>(Byte() % kSlots); }
   // Up to 15 letters; "" is a text too.
   std::u16string Text() {
@@ -45,10 +42,6 @@ class Input {
     const unsigned b = Byte() % 52;
     return static_cast<char16_t>(b < 26 ? 'a' + b : 'A' + (b - 26));
   }
-
- private:
-  const std::uint8_t* p_;
-  const std::uint8_t* end_;
 };
 
 std::string Narrow(const std::u16string& t) {
@@ -273,13 +266,6 @@ void Step(Input& in, CKZString (&s)[kSlots], Model (&m)[kSlots]) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  if (size == 0) return 0;
-  if (std::setlocale(LC_ALL, (data[0] & 1) != 0 ? "C.UTF-8" : "C") == nullptr)
-    return 0;
-  Input in(data + 1, size - 1);
-  CKZString s[kSlots];
-  Model m[kSlots];
-  for (int steps = 0; in.More() && steps < 256; ++steps) Step(in, s, m);
-  for (int k = 0; k < kSlots; ++k) Verify(s[k], m[k]);
-  return 0;
+  return kzfuzz::RunSequence<Input, CKZString, Model, kSlots>(data, size, Step,
+                                                              Verify);
 }

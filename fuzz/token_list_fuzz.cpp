@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/model_sequence.h"
+
 namespace {
 
 struct Model {
@@ -27,21 +29,16 @@ constexpr int kSlots = 3;
 // Lists that would pass this many tokens take no more.
 constexpr std::size_t kMaxTokens = 2048;
 
-void Check(bool condition) {
-  if (!condition) std::abort();
-}
+using kzfuzz::Check;
 
 // Units 0-6 are ASCII, so a text of them has a multibyte form in any locale.
 const char16_t kAlphabet[] = {u'a', u'b', u'A',      u',',     u';',
                               u' ', u'c', u'\u3001', u'\u65e5'};
 constexpr unsigned kAsciiUnits = 7;
 
-class Input {
+class Input : public kzfuzz::ByteReader {
  public:
-  Input(const std::uint8_t* data, std::size_t size)
-      : p_(data), end_(data + size) {}
-  bool More() const { return p_ < end_; }
-  unsigned Byte() { return p_ < end_ ? *p_++ : 0; }
+  using ByteReader::ByteReader;
   int Slot() { return static_cast<int>(Byte() % kSlots); }
   std::u16string Text(bool ascii) {
     const unsigned n = Byte() % 12;
@@ -50,10 +47,6 @@ class Input {
     for (unsigned i = 0; i < n; ++i) t.push_back(kAlphabet[Byte() % units]);
     return t;
   }
-
- private:
-  const std::uint8_t* p_;
-  const std::uint8_t* end_;
 };
 
 const WCHAR* W(const std::u16string& t) {
@@ -202,13 +195,6 @@ void Step(Input& in, CKZStringToken (&s)[kSlots], Model (&m)[kSlots]) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  if (size == 0) return 0;
-  if (std::setlocale(LC_ALL, (data[0] & 1) != 0 ? "C.UTF-8" : "C") == nullptr)
-    return 0;
-  Input in(data + 1, size - 1);
-  CKZStringToken s[kSlots];
-  Model m[kSlots];
-  for (int steps = 0; in.More() && steps < 256; ++steps) Step(in, s, m);
-  for (int k = 0; k < kSlots; ++k) Verify(s[k], m[k]);
-  return 0;
+  return kzfuzz::RunSequence<Input, CKZStringToken, Model, kSlots>(
+      data, size, Step, Verify);
 }
