@@ -38,15 +38,22 @@ function(_kzcommon_rc_utf8_option out)
   endif()
 endfunction()
 
-# Adds the string tables of the .rc files to an existing library target: the
-# common part of kzcommon_add_catalog and of kzcommon's own table.
-function(_kzcommon_add_string_tables target)
-  set(rc_files)
+# The .rc files as absolute paths, relative ones taken from the calling
+# directory.
+function(_kzcommon_absolute_paths out)
+  set(paths)
   foreach(rc IN LISTS ARGN)
     get_filename_component(rc "${rc}" ABSOLUTE
                            BASE_DIR "${CMAKE_CURRENT_SOURCE_DIR}")
-    list(APPEND rc_files "${rc}")
+    list(APPEND paths "${rc}")
   endforeach()
+  set(${out} "${paths}" PARENT_SCOPE)
+endfunction()
+
+# Adds the string tables of the .rc files to an existing library target: the
+# common part of kzcommon_add_catalog and of kzcommon's own table.
+function(_kzcommon_add_string_tables target)
+  _kzcommon_absolute_paths(rc_files ${ARGN})
   if(NOT rc_files)
     message(FATAL_ERROR "kzcommon_add_catalog(${target}): no .rc file given")
   endif()
@@ -152,12 +159,7 @@ function(_kzcommon_check_catalog target)
     message(FATAL_ERROR "kzcommon_add_catalog(${target} CHECK): kzmsg, "
       "the program that checks catalogs, is not available")
   endif()
-  set(rc_files)
-  foreach(rc IN LISTS ARGN)
-    get_filename_component(rc "${rc}" ABSOLUTE
-                           BASE_DIR "${CMAKE_CURRENT_SOURCE_DIR}")
-    list(APPEND rc_files "${rc}")
-  endforeach()
+  _kzcommon_absolute_paths(rc_files ${ARGN})
   # A cross build runs the target's kzmsg through its emulator.
   set(emulator)
   if(CMAKE_CROSSCOMPILING AND CMAKE_CROSSCOMPILING_EMULATOR)
