@@ -12,70 +12,46 @@
 #include "platform/platform.h"
 
 #include "data_file.h"
-#include "locale_kind.h"
 #include "test_support.h"
 
 namespace {
 
-using kztest::CurrentLocaleKind;
-using kztest::LocaleKind;
-using kztest::Sign;
-
-struct Mapping {
-  std::uint16_t lower;
-  std::uint16_t upper;
-};
-
-bool ParseUnit(const kztest::Field& field, std::uint16_t* unit) {
-  std::int64_t value = 0;
-  if (field.quoted || field.bare.size() != 4 ||
-      !kztest::ParseInteger("0x" + field.bare, &value)) {
-    return false;
-  }
-  *unit = static_cast<std::uint16_t>(value);
-  return true;
-}
-
-// "unit lower upper": fills the unit's entry in `table`.
-bool ParseMapping(const kztest::Line& line, std::vector<Mapping>* table) {
-  std::uint16_t unit = 0, lower = 0, upper = 0;
-  if (line.fields.size() != 3 || !ParseUnit(line.fields[0], &unit) ||
-      !ParseUnit(line.fields[1], &lower) ||
-      !ParseUnit(line.fields[2], &upper)) {
-    ADD_FAILURE() << line.where << ": expected unit lower upper in hex";
-    return false;
-  }
-  (*table)[unit] = {lower, upper};
-  return true;
-}
-
-// "name locales a b => sign", a and b as bytes or as units.
-template <typename Unit>
-bool ParseCompare(const kztest::Line& line, std::string* name,
-                  unsigned* locales, std::basic_string<Unit>* a,
-                  std::basic_string<Unit>* b, int* sign) {
-  kztest::Fields fields(line);
-  std::u16string text[3];
-  const kztest::Field* field = nullptr;
-  std::int64_t value = 0;
-  if (!fields.Text(&text[0]) || !fields.Take(&field)) return false;
-  if (field->quoted || !kztest::ParseLocales(field->bare, locales)) {
-    return fields.Fail("expected the locales");
-  }
-  if (!fields.Text(&text[1]) || !fields.Text(&text[2]) ||
-      !fields.Expect("=>") || !fields.Integer(-1, 1, &value)) {
-    return false;
-  }
-  if (!fields.AtEnd()) return fields.Fail("text after the row");
-  name->assign(text[0].begin(), text[0].end());
-  for (int i = 1; i <= 2; ++i) {
-    std::basic_string<Unit>& out = i == 1 ? *a : *b;
-    for (char16_t unit : text[i]) {
-      if (sizeof(Unit) == 1 && unit > 0xFF) return fields.Fail("not a byte");
-      out.push_back(static_cast<Unit>(unit));
+// "unit lower upper" in four hex digits each: sets the unit's entry.
+bool ParseMapping(const kztest::Line& line, std::vector<std::uint32_t>* table) {
+  std::int64_t units[3] = {};
+  for (std::size_t i = 0; i < 3 && line.fields.size() == 3; ++i) {
+    const kztest::Field& field = line.fields[i];
+    if (field.quoted || field.bare.size() != 4 ||
+        !kztest::ParseInteger("0x" + field.bare, &units[i])) {
+      break;
+    }
+    if (i == 2) {
+      (*table)[units[0]] = std::uint32_t(units[1] << 16 | units[2]);
+      return true;
     }
   }
-  *sign = static_cast<int>(value);
+  ADD_FAILURE() << line.where << ": expected unit lower upper in hex";
+  return false;
+}
+
+// "name locales a b => sign": the sign of compare(a, b), with a and b as
+// bytes or as units, if the row holds in the current locale.
+template <typename Unit>
+bool Compare(const kztest::Line& line,
+             int (*compare)(const Unit*, const Unit*)) {
+  kztest::Fields fields(line);
+  std::u16string name, a, b;
+  bool here = false;
+  std::int64_t sign = 0;
+  if (!fields.Text(&name) || !fields.Locales(&here) || !fields.Text(&a) ||
+      !fields.Text(&b) || !fields.Expect("=>") ||
+      !fields.Integer(-1, 1, &sign) ||
+      (!fields.AtEnd() && fields.Fail("text after the row")) || !here) {
+    return false;
+  }
+  const std::basic_string<Unit> x(a.begin(), a.end()), y(b.begin(), b.end());
+  EXPECT_EQ(sign, kztest::Sign(compare(x.c_str(), y.c_str())))
+      << line.where << " " << std::string(name.begin(), name.end());
   return true;
 }
 
@@ -91,47 +67,24 @@ bool ParseCompare(const kztest::Line& line, std::string* name,
 TEST(CaseMapping, RecordedTables) {
   std::vector<kztest::Line> lines;
   ASSERT_TRUE(kztest::ReadDataFile("casemap.txt", &lines));
-  const bool c = CurrentLocaleKind() == LocaleKind::kC;
-  // [0]: the C locale, [1]: any other.
-  std::vector<Mapping> tables[2];
+  // [0]: the C locale, [1]: any other; lower case << 16 | upper case.
+  std::vector<std::uint32_t> tables[2];
   int mapped[2] = {0, 0};
-  for (std::vector<Mapping>& table : tables) {
-    for (unsigned unit = 0; unit <= 0xFFFF; ++unit) {
-      table.push_back(
-          {static_cast<std::uint16_t>(unit), static_cast<std::uint16_t>(unit)});
+  for (std::vector<std::uint32_t>& table : tables) {
+    for (std::uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
+      table.push_back(unit << 16 | unit);
     }
   }
-  std::string section;
   int compared = 0;
   for (const kztest::Line& line : lines) {
-    const kztest::Field& first = line.fields[0];
-    if (line.fields.size() == 1 && !first.quoted && first.bare.size() > 2 &&
-        first.bare.front() == '[' && first.bare.back() == ']') {
-      section = first.bare.substr(1, first.bare.size() - 2);
-      continue;
-    }
-    std::string name;
-    unsigned locales = 0;
-    int sign = 0;
+    const std::string& section = line.section;
     if (section == "mapping:C" || section == "mapping:other") {
       const int which = section == "mapping:C" ? 0 : 1;
-      if (ParseMapping(line, &tables[which])) ++mapped[which];
+      mapped[which] += ParseMapping(line, &tables[which]);
     } else if (section == "_stricmp") {
-      std::string a, b;
-      if (ParseCompare(line, &name, &locales, &a, &b, &sign) &&
-          kztest::InCurrentLocale(locales)) {
-        ++compared;
-        EXPECT_EQ(sign, Sign(platform::_stricmp(a.c_str(), b.c_str())))
-            << line.where << " " << name;
-      }
+      compared += Compare<char>(line, platform::_stricmp);
     } else if (section == "_wcsicmp") {
-      std::basic_string<WCHAR> a, b;
-      if (ParseCompare(line, &name, &locales, &a, &b, &sign) &&
-          kztest::InCurrentLocale(locales)) {
-        ++compared;
-        EXPECT_EQ(sign, Sign(platform::_wcsicmp(a.c_str(), b.c_str())))
-            << line.where << " " << name;
-      }
+      compared += Compare<WCHAR>(line, platform::_wcsicmp);
     } else {
       ADD_FAILURE() << line.where << ": row outside a known [section]";
     }
@@ -141,28 +94,26 @@ TEST(CaseMapping, RecordedTables) {
   EXPECT_GE(mapped[1], 2000) << "mapping rows went missing";
   EXPECT_GE(compared, 20) << "comparison rows went missing";
 
-  const std::vector<Mapping>& table = tables[c ? 0 : 1];
+  const std::vector<std::uint32_t>& table =
+      tables[kztest::MultibyteLocale() ? 1 : 0];
   int wrong = 0;
   for (unsigned unit = 0; unit <= 0xFFFF && wrong <= 10; ++unit) {
     const WCHAR w = static_cast<WCHAR>(unit);
-    const unsigned lower = platform::towlower(w);
-    const unsigned upper = platform::towupper(w);
-    if (lower != table[unit].lower || upper != table[unit].upper) {
+    const std::uint32_t got =
+        std::uint32_t(platform::towlower(w)) << 16 | platform::towupper(w);
+    if (got != table[unit]) {
       ++wrong;
-      ADD_FAILURE() << std::hex << "U+" << unit << " lower " << lower
-                    << " (want " << table[unit].lower << ") upper " << upper
-                    << " (want " << table[unit].upper << ")";
+      ADD_FAILURE() << std::hex << "U+" << unit << " lower << 16 | upper "
+                    << got << ", want " << table[unit];
     }
   }
-}
-
-// A null text is refused with the run-time's error value, not a crash.
-TEST(CaseFoldCompare, NullTextGivesTheErrorValue) {
-  const int kError = 0x7FFFFFFF;
-  EXPECT_EQ(kError, platform::_stricmp(nullptr, "a"));
-  EXPECT_EQ(kError, platform::_stricmp("a", nullptr));
-  EXPECT_EQ(kError, platform::_wcsicmp(nullptr, OLESTR("a")));
-  EXPECT_EQ(kError, platform::_wcsicmp(OLESTR("a"), nullptr));
+  // A null text is refused with the run-time's error value, not a crash.
+  for (int which = 0; which < 2; ++which) {
+    EXPECT_EQ(0x7FFFFFFF,
+              platform::_stricmp(which ? "a" : nullptr, which ? nullptr : "a"));
+    EXPECT_EQ(0x7FFFFFFF, platform::_wcsicmp(which ? OLESTR("a") : nullptr,
+                                             which ? nullptr : OLESTR("a")));
+  }
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
 
 #include "locale_kind.h"
 
@@ -13,76 +15,47 @@
 namespace kztest {
 namespace {
 
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-// Reads `digits` hex digits at text[*at]; false if there are fewer.
-bool ReadHex(const std::string& text, std::size_t* at, int digits,
-             unsigned* value) {
-  *value = 0;
-  for (int i = 0; i < digits; ++i, ++*at) {
-    int v = *at < text.size() ? HexValue(text[*at]) : -1;
-    if (v < 0) return false;
-    *value = *value * 16 + static_cast<unsigned>(v);
+// The value of `digits` hex digits at text[at], or -1.
+int Hex(const std::string& text, std::size_t at, std::size_t digits) {
+  const std::string part = text.substr(at, digits);
+  if (part.size() != digits ||
+      part.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+    return -1;
   }
-  return true;
+  return static_cast<int>(std::strtoul(part.c_str(), nullptr, 16));
 }
 
-// Splits one line into fields; false with `error` set if it is malformed.
-bool SplitLine(const std::string& text, std::vector<Field>* fields,
-               std::string* error) {
-  std::size_t at = 0;
-  for (;;) {
-    while (at < text.size() && (text[at] == ' ' || text[at] == '\t')) ++at;
-    if (at >= text.size()) return true;
+// Splits one line into fields: the error, or "" if it is well formed.
+std::string SplitLine(const std::string& text, std::vector<Field>* fields) {
+  for (std::size_t at = 0;;) {
+    at = text.find_first_not_of(" \t", at);
+    if (at == std::string::npos) return "";
     Field field;
-    while (at < text.size() && text[at] != ' ' && text[at] != '\t' &&
-           text[at] != '"') {
-      field.bare.push_back(text[at++]);
-    }
+    const std::size_t end =
+        std::min(text.find_first_of(" \t\"", at), text.size());
+    field.bare = text.substr(at, end - at);
+    at = end;
     if (at < text.size() && text[at] == '"') {
       field.quoted = true;
-      ++at;
-      for (;;) {
-        if (at >= text.size()) {
-          *error = "unterminated string";
-          return false;
-        }
-        char c = text[at++];
+      for (++at;;) {
+        if (at >= text.size()) return "unterminated string";
+        const char c = text[at++];
         if (c == '"') break;
-        if (c != '\\') {
-          field.text.push_back(static_cast<char16_t>(c));
-          continue;
-        }
-        char escape = at < text.size() ? text[at++] : 0;
-        unsigned unit = 0;
-        if (escape == '\\' || escape == '"') {
-          unit = static_cast<unsigned char>(escape);
-        } else if (escape == '0') {
-          unit = 0;
-        } else if (escape == 'x') {
-          if (!ReadHex(text, &at, 2, &unit)) {
-            *error = "\\x takes two hex digits";
-            return false;
-          }
-        } else if (escape == 'u') {
-          if (!ReadHex(text, &at, 4, &unit)) {
-            *error = "\\u takes four hex digits";
-            return false;
-          }
-        } else {
-          *error = std::string("unknown escape \\") + escape;
-          return false;
+        int unit = static_cast<unsigned char>(c);
+        if (c == '\\') {
+          const char escape = at < text.size() ? text[at++] : 0;
+          const std::size_t digits = escape == 'x' ? 2 : escape == 'u' ? 4 : 0;
+          unit = digits != 0                       ? Hex(text, at, digits)
+                 : escape == '0'                   ? 0
+                 : escape == '\\' || escape == '"' ? escape
+                                                   : -1;
+          if (unit < 0) return "bad escape";
+          at += digits;
         }
         field.text.push_back(static_cast<char16_t>(unit));
       }
       if (at < text.size() && text[at] != ' ' && text[at] != '\t') {
-        *error = "text after a closing quote";
-        return false;
+        return "text after a closing quote";
       }
     }
     fields->push_back(field);
@@ -92,53 +65,39 @@ bool SplitLine(const std::string& text, std::vector<Field>* fields,
 }  // namespace
 
 bool ReadDataFile(const std::string& name, std::vector<Line>* lines) {
-  const std::string path = std::string(KZ_TEST_DATA_DIR) + "/" + name;
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) {
-    ADD_FAILURE() << "cannot open " << path;
-    return false;
-  }
-  std::string content;
-  char chunk[4096];
-  std::size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
-    content.append(chunk, n);
-  }
-  const bool readError = std::ferror(file) != 0;
-  std::fclose(file);
-  if (readError) {
-    ADD_FAILURE() << "cannot read " << path;
+  std::ifstream file(std::string(KZ_TEST_DATA_DIR) + "/" + name,
+                     std::ios::binary);
+  if (!file) {
+    ADD_FAILURE() << "cannot open " << name;
     return false;
   }
   bool ok = true;
-  int number = 0;
-  std::size_t start = 0;
-  while (start < content.size()) {
-    std::size_t end = content.find('\n', start);
-    if (end == std::string::npos) end = content.size();
-    std::string text = content.substr(start, end - start);
-    start = end + 1;
-    ++number;
+  std::string text, section;
+  for (int number = 1; std::getline(file, text); ++number) {
     if (!text.empty() && text.back() == '\r') text.pop_back();
-    Line line;
-    line.where = name + ":" + std::to_string(number);
+    Line line{name + ":" + std::to_string(number), section, {}};
     std::string error;
     for (char c : text) {
       if (c != '\t' && (c < 0x20 || c > 0x7E)) error = "not printable ASCII";
     }
-    std::size_t first = text.find_first_not_of(" \t");
+    const std::size_t first = text.find_first_not_of(" \t");
     if (error.empty() && (first == std::string::npos || text[first] == '#')) {
       continue;
     }
-    if (error.empty() && SplitLine(text, &line.fields, &error)) {
-      lines->push_back(line);
-    } else {
+    if (error.empty()) error = SplitLine(text, &line.fields);
+    const std::string& bare = line.fields.empty() ? "" : line.fields[0].bare;
+    if (!error.empty()) {
       ADD_FAILURE() << line.where << ": " << error;
       ok = false;
+    } else if (line.fields.size() == 1 && bare.size() > 2 &&
+               bare.front() == '[' && bare.back() == ']') {
+      section = bare.substr(1, bare.size() - 2);
+    } else {
+      lines->push_back(line);
     }
   }
   if (lines->empty()) {
-    ADD_FAILURE() << path << " holds no rows";
+    ADD_FAILURE() << name << " holds no rows";
     return false;
   }
   return ok;
@@ -156,21 +115,18 @@ bool Fields::Take(const Field** field) {
 }
 
 bool Fields::Text(std::u16string* text) {
-  const Field* field = nullptr;
-  if (!Take(&field)) return false;
-  if (!field->quoted || !field->bare.empty()) return Fail("expected a string");
-  *text = field->text;
-  return true;
+  bool null = false;
+  return TextOrNull(text, &null) && (!null || Fail("expected a string"));
 }
 
-bool Fields::Bytes(std::string* bytes) {
-  std::u16string text;
-  if (!Text(&text)) return false;
-  bytes->clear();
-  for (char16_t unit : text) {
-    if (unit > 0xFF) return Fail("a unit above 0xFF in a byte string");
-    bytes->push_back(static_cast<char>(unit));
+bool Fields::TextOrNull(std::u16string* text, bool* null) {
+  const Field* field = nullptr;
+  if (!Take(&field)) return false;
+  *null = !field->quoted && field->bare == "null";
+  if (!*null && (!field->quoted || !field->bare.empty())) {
+    return Fail("expected a string");
   }
+  *text = field->text;
   return true;
 }
 
@@ -180,91 +136,68 @@ bool Fields::Integer(std::int64_t min, std::int64_t max, std::int64_t* value) {
   if (field->quoted || !ParseInteger(field->bare, value)) {
     return Fail("expected an integer");
   }
-  if (*value < min || *value > max) return Fail("integer out of range");
-  return true;
+  return (*value >= min && *value <= max) || Fail("integer out of range");
 }
 
 bool Fields::Expect(const char* word) {
-  const Field* field = nullptr;
-  if (!Take(&field)) return false;
-  if (field->quoted || field->bare != word) {
-    return Fail(std::string("expected ") + word);
+  return Word(word) || Fail(std::string("expected ") + word);
+}
+
+bool Fields::Word(const char* word) {
+  if (AtEnd() || line_.fields[next_].quoted ||
+      line_.fields[next_].bare != word) {
+    return false;
   }
+  ++next_;
   return true;
+}
+
+bool Fields::Locales(bool* here) {
+  const Field* field = nullptr;
+  return Take(&field) && ((!field->quoted && ParseLocales(field->bare, here)) ||
+                          Fail("expected the locales"));
 }
 
 bool ParseInteger(const std::string& text, std::int64_t* value) {
-  std::size_t at = 0;
-  bool negative = at < text.size() && text[at] == '-';
-  if (negative) ++at;
-  int base = 10;
-  if (text.compare(at, 2, "0x") == 0) {
-    base = 16;
-    at += 2;
+  const bool negative = !text.empty() && text[0] == '-';
+  const bool hex = text.compare(negative ? 1 : 0, 2, "0x") == 0;
+  const std::size_t start = (negative ? 1 : 0) + (hex ? 2 : 0);
+  if (start >= text.size() ||
+      text.find_first_not_of(hex ? "0123456789abcdefABCDEF" : "0123456789",
+                             start) != std::string::npos) {
+    return false;
   }
-  if (at >= text.size()) return false;
-  std::uint64_t magnitude = 0;
-  for (; at < text.size(); ++at) {
-    int digit = HexValue(text[at]);
-    if (digit < 0 || digit >= base) return false;
-    if (magnitude > (UINT64_MAX - static_cast<unsigned>(digit)) / base) {
-      return false;
-    }
-    magnitude = magnitude * base + static_cast<unsigned>(digit);
+  errno = 0;
+  const std::uint64_t magnitude =
+      std::strtoull(text.c_str() + start, nullptr, hex ? 16 : 10);
+  // Hex may spell a 64-bit pattern, such as 0xffffffffffffffff.
+  if (errno == ERANGE ||
+      (magnitude > (negative ? 1ULL << 63 : INT64_MAX) && (negative || !hex))) {
+    return false;
   }
-  if (magnitude > (negative ? 0x8000000000000000ULL : 0x7FFFFFFFFFFFFFFFULL)) {
-    // Hex may spell a 64-bit pattern, such as 0xffffffffffffffff.
-    if (negative || base != 16) return false;
-  }
-  *value = negative ? static_cast<std::int64_t>(0 - magnitude)
-                    : static_cast<std::int64_t>(magnitude);
+  *value = static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
   return true;
 }
 
-namespace {
-constexpr unsigned kC = 1, kUtf8 = 2, kCp932 = 4;
-}  // namespace
-
-bool ParseLocales(const std::string& text, unsigned* locales) {
-  if (text == "any") {
-    *locales = kC | kUtf8 | kCp932;
-    return true;
+bool ParseLocales(const std::string& text, bool* here) {
+  const LocaleKind kind = CurrentLocaleKind();
+  if (kind == LocaleKind::kUnknown) {
+    ADD_FAILURE() << "unknown test locale";
+    return false;
   }
-  if (text == "mb") {
-    *locales = kUtf8 | kCp932;
-    return true;
-  }
-  *locales = 0;
-  std::size_t start = 0;
-  for (;;) {
-    std::size_t end = text.find(',', start);
-    std::string name = text.substr(start, end - start);
-    if (name == "C") {
-      *locales |= kC;
-    } else if (name == "utf8") {
-      *locales |= kUtf8;
-    } else if (name == "cp932") {
-      *locales |= kCp932;
-    } else {
-      return false;
-    }
-    if (end == std::string::npos) return true;
+  const char* names[] = {"C", "utf8", "cp932"};
+  *here = text == "any" || (text == "mb" && kind != LocaleKind::kC);
+  if (text == "any" || text == "mb") return true;
+  for (std::size_t start = 0; start <= text.size();) {
+    const std::size_t end = std::min(text.find(',', start), text.size());
+    const std::string name = text.substr(start, end - start);
+    int which = 0;
+    while (which < 3 && name != names[which]) ++which;
+    if (which == 3) return false;
+    *here = *here || which == static_cast<int>(kind);
     start = end + 1;
   }
-}
-
-bool InCurrentLocale(unsigned locales) {
-  switch (CurrentLocaleKind()) {
-    case LocaleKind::kC:
-      return (locales & kC) != 0;
-    case LocaleKind::kUtf8:
-      return (locales & kUtf8) != 0;
-    case LocaleKind::kCp932:
-      return (locales & kCp932) != 0;
-    default:
-      ADD_FAILURE() << "unknown test locale";
-      return false;
-  }
+  return true;
 }
 
 }  // namespace kztest

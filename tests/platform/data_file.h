@@ -1,15 +1,14 @@
 // Recorded tables kept as text files under tests/platform/data/, read the
 // same way natively and in the Windows build under Wine.
 //
-// A file is a list of lines of fields separated by blanks; '#' starts a
-// comment line. A field is bare text (42, i:-1, null, =>) or a string in
-// double quotes, possibly after a bare prefix (s:"abc"). Inside quotes,
-// \xHH is the unit 0xHH, \uHHHH the unit 0xHHHH, and \\, \" and \0 stand
-// for themselves; everything else must be printable ASCII, so that a file
-// says exactly which bytes or units it means.
-//
-// Nothing here skips: a missing, empty or malformed file, or a field that
-// does not parse, fails the running test.
+// A line holds fields separated by blanks; '#' starts a comment line, and
+// "[name]" alone on a line starts a section. A field is bare text (42, null,
+// =>) or a string in double quotes, possibly after a bare prefix (s:"abc").
+// Inside quotes, \xHH is the unit 0xHH, \uHHHH the unit 0xHHHH, and \\, \"
+// and \0 stand for themselves; everything else must be printable ASCII, so
+// that a file says exactly which bytes or units it means. Nothing here skips:
+// a missing, empty or malformed file, or a field that does not parse, fails
+// the running test.
 #ifndef KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
 #define KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
 
@@ -26,7 +25,8 @@ struct Field {
 };
 
 struct Line {
-  std::string where;  // "file:line", for failure messages
+  std::string where;    // "file:line", for failure messages
+  std::string section;  // of the last "[name]" line before it
   std::vector<Field> fields;
 };
 
@@ -42,17 +42,19 @@ class Fields {
   explicit Fields(const Line& line) : line_(line) {}
 
   bool AtEnd() const { return next_ >= line_.fields.size(); }
-  // The next field without taking it, or nullptr at the end.
-  const Field* Peek() const { return AtEnd() ? nullptr : &line_.fields[next_]; }
   bool Take(const Field** field);
   // A quoted string.
   bool Text(std::u16string* text);
-  // A quoted string whose units are all bytes.
-  bool Bytes(std::string* bytes);
+  // A quoted string, or the bare word null.
+  bool TextOrNull(std::u16string* text, bool* null);
   // A bare decimal or 0x-hex integer within [min, max].
   bool Integer(std::int64_t min, std::int64_t max, std::int64_t* value);
-  // The bare word `word`.
+  // The bare word `word`; Word takes it only if it is there, silently.
   bool Expect(const char* word);
+  bool Word(const char* word);
+  // Which test locales the row holds in (see ParseLocales): `here` says
+  // whether the current one is among them.
+  bool Locales(bool* here);
   // Adds a failure about this line; returns false.
   bool Fail(const std::string& message) const;
 
@@ -64,11 +66,10 @@ class Fields {
 // A bare integer, decimal or 0x-hex, with an optional '-'.
 bool ParseInteger(const std::string& text, std::int64_t* value);
 
-// Which of the test locales a row holds in: "any", "mb" (the multibyte
-// one, whichever it is), or a comma list of C, utf8 and cp932.
-bool ParseLocales(const std::string& text, unsigned* locales);
-// Whether the process runs in one of `locales`.
-bool InCurrentLocale(unsigned locales);
+// Whether the current test locale is in `text`: "any", "mb" (the multibyte
+// one, UTF-8 natively and code page 932 under Wine), or a comma list of C,
+// utf8 and cp932. False if `text` names none of these.
+bool ParseLocales(const std::string& text, bool* here);
 
 }  // namespace kztest
 

@@ -16,34 +16,16 @@ enum class LocaleKind { kC, kUtf8, kCp932, kUnknown };
 
 inline LocaleKind CurrentLocaleKind() {
   const char* name = std::setlocale(LC_CTYPE, nullptr);
-  if (name == nullptr) return LocaleKind::kUnknown;
-  std::string lower(name);
-  for (char& c : lower) {
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  }
+  std::string lower(name != nullptr ? name : "");
+  for (char& c : lower) c = static_cast<char>(std::tolower(c & 0xFF));
   if (lower == "c" || lower == "posix") return LocaleKind::kC;
   if (lower.find("utf-8") != std::string::npos ||
       lower.find("utf8") != std::string::npos) {
     return LocaleKind::kUtf8;
   }
-  const std::size_t n = lower.size();
-  if (n >= 4 && lower.compare(n - 4, 4, ".932") == 0) {
-    return LocaleKind::kCp932;
-  }
-  return LocaleKind::kUnknown;
-}
-
-inline const char* KindName(LocaleKind kind) {
-  switch (kind) {
-    case LocaleKind::kC:
-      return "C";
-    case LocaleKind::kUtf8:
-      return "UTF-8";
-    case LocaleKind::kCp932:
-      return "code page 932";
-    default:
-      return "unknown";
-  }
+  return lower.size() >= 4 && lower.compare(lower.size() - 4, 4, ".932") == 0
+             ? LocaleKind::kCp932
+             : LocaleKind::kUnknown;
 }
 
 }  // namespace kztest
