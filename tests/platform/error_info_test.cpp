@@ -12,22 +12,18 @@
 namespace {
 
 // A non-null pointer that is never followed: shows an output left alone.
-IErrorInfo* Untouched() {
-  static int marker;
-  return reinterpret_cast<IErrorInfo*>(&marker);
-}
+int g_marker;
+IErrorInfo* const kUntouched = reinterpret_cast<IErrorInfo*>(&g_marker);
 
-// A new object's IErrorInfo, and its ICreateErrorInfo if `create` wants it.
+// A new object's IErrorInfo and its ICreateErrorInfo, or the first released
+// at once.
 IErrorInfo* NewInfo(ICreateErrorInfo** create = nullptr) {
   ICreateErrorInfo* c = nullptr;
-  if (CreateErrorInfo(&c) != S_OK) return nullptr;
   void* info = nullptr;
-  HRESULT hr = c->QueryInterface(IID_IErrorInfo, &info);
-  if (create != nullptr) {
-    *create = c;
-  } else {
-    c->Release();
-  }
+  if (CreateErrorInfo(&c) != S_OK) return nullptr;
+  const HRESULT hr = c->QueryInterface(IID_IErrorInfo, &info);
+  if (create != nullptr) *create = c;
+  if (create == nullptr) c->Release();
   return hr == S_OK ? static_cast<IErrorInfo*>(info) : nullptr;
 }
 
@@ -39,9 +35,8 @@ IErrorInfo* Take() {
 
 // The references to an object besides the caller's one.
 ULONG OtherRefs(IUnknown* object) {
-  ULONG count = object->AddRef();
-  object->Release();
-  return count - 2;
+  object->AddRef();
+  return object->Release() - 1;
 }
 
 // A text field read through `get`; "(unwritten)" if left alone.
@@ -54,49 +49,44 @@ std::u16string Text(IErrorInfo* info, HRESULT (IErrorInfo::*get)(BSTR*)) {
   return out;
 }
 
-// Each text field, published and taken back: unset or null gives a null BSTR
-// with S_OK, "" stays empty, null clears. Faults: the wrong field, the
-// caller's pointer kept instead of a copy, null and "" mixed up.
+// Each text field, set by the calls of a row, published and taken back:
+// unset or null gives a null BSTR with S_OK, "" stays empty, null clears.
+// Faults: the wrong field, the caller's pointer kept instead of a copy, null
+// and "" mixed up.
 TEST(ErrorInfo, TextFieldsRoundTrip) {
   struct Field {
-    const char* name;
     HRESULT (ICreateErrorInfo::*set)(LPOLESTR);
     HRESULT (IErrorInfo::*get)(BSTR*);
   } fields[] = {
-      {"source", &ICreateErrorInfo::SetSource, &IErrorInfo::GetSource},
-      {"description", &ICreateErrorInfo::SetDescription,
-       &IErrorInfo::GetDescription},
-      {"help file", &ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile},
+      {&ICreateErrorInfo::SetSource, &IErrorInfo::GetSource},
+      {&ICreateErrorInfo::SetDescription, &IErrorInfo::GetDescription},
+      {&ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile},
   };
-  // The setter calls in order; a null text is a call with null.
   struct Row {
     const char* name;
     int calls;
-    const OLECHAR* texts[2];
+    const OLECHAR* texts[2];  // a null text is a call with null
     const char16_t* read;
   } rows[] = {
       {"unset", 0, {}, u"(null)"},
       {"null", 1, {nullptr}, u"(null)"},
       {"empty", 1, {OLESTR("")}, u""},
-      {"text", 1, {OLESTR("abc")}, u"abc"},
       {"replaced", 2, {OLESTR("abc"), OLESTR("de")}, u"de"},
       {"cleared", 2, {OLESTR("abc"), nullptr}, u"(null)"},
   };
   for (const Field& field : fields) {
     for (const Row& row : rows) {
-      SCOPED_TRACE(std::string(field.name) + ": " + row.name);
+      SCOPED_TRACE(testing::Message()
+                   << row.name << " in field " << (&field - fields));
       ICreateErrorInfo* create = nullptr;
       IErrorInfo* info = NewInfo(&create);
       ASSERT_NE(nullptr, info);
       for (int call = 0; call < row.calls; ++call) {
-        const OLECHAR* text = row.texts[call];
-        OLECHAR buffer[8] = {};
-        for (int i = 0; text != nullptr && text[i] != 0; ++i) {
-          buffer[i] = text[i];
-        }
+        std::basic_string<OLECHAR> text(row.texts[call] ? row.texts[call]
+                                                        : OLESTR(""));
         EXPECT_EQ(S_OK,
-                  (create->*field.set)(text != nullptr ? buffer : nullptr));
-        buffer[0] = 'X';  // the object must hold its own copy
+                  (create->*field.set)(row.texts[call] ? &text[0] : nullptr));
+        text.assign(3, 'X');  // the object must hold its own copy
       }
       EXPECT_EQ(S_OK, SetErrorInfo(0, info));
       info->Release();
@@ -119,18 +109,16 @@ TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
   ASSERT_NE(nullptr, info);
   GUID guid = kGuid;
   DWORD context = 7;
-  EXPECT_EQ(S_OK, info->GetGUID(&guid));
-  EXPECT_TRUE(guid == GUID_NULL);
-  EXPECT_EQ(S_OK, info->GetHelpContext(&context));
-  EXPECT_EQ(0u, context);
-  GUID given = kGuid;
-  EXPECT_EQ(S_OK, create->SetGUID(given));
-  given.Data1 = 0;
-  EXPECT_EQ(S_OK, create->SetHelpContext(0xFFFFFFFEu));
-  EXPECT_EQ(S_OK, info->GetGUID(&guid));
-  EXPECT_TRUE(guid == kGuid);
-  EXPECT_EQ(S_OK, info->GetHelpContext(&context));
-  EXPECT_EQ(0xFFFFFFFEu, context);
+  for (int set = 0; set < 2; ++set) {
+    EXPECT_EQ(S_OK, info->GetGUID(&guid));
+    EXPECT_TRUE(guid == (set ? kGuid : GUID_NULL));
+    EXPECT_EQ(S_OK, info->GetHelpContext(&context));
+    EXPECT_EQ(set ? 0xFFFFFFFEu : 0u, context);
+    GUID given = kGuid;
+    EXPECT_EQ(S_OK, create->SetGUID(given));
+    given.Data1 = 0;
+    EXPECT_EQ(S_OK, create->SetHelpContext(0xFFFFFFFEu));
+  }
   EXPECT_EQ(E_INVALIDARG, CreateErrorInfo(nullptr));
   EXPECT_EQ(E_INVALIDARG, info->GetGUID(nullptr));
   EXPECT_EQ(E_INVALIDARG, info->GetSource(nullptr));
@@ -145,38 +133,32 @@ TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
 // reserved value other than 0 or a null out-pointer is refused and changes
 // neither the output nor the slot.
 TEST(ErrorInfo, GetErrorInfoCalls) {
-  enum Out { kNull, kObject, kUntouched };
   struct Row {
-    const char* name;
     bool withObject;
     ULONG reserved;
     bool nullOut;
     HRESULT result;
-    Out out;
   } rows[] = {
-      {"none", false, 0, false, S_FALSE, kNull},
-      {"object", true, 0, false, S_OK, kObject},
-      {"none, reserved 1", false, 1, false, E_INVALIDARG, kUntouched},
-      {"object, reserved 1", true, 1, false, E_INVALIDARG, kUntouched},
-      {"none, null out", false, 0, true, E_INVALIDARG, kUntouched},
-      {"object, null out", true, 0, true, E_INVALIDARG, kUntouched},
+      {false, 0, false, S_FALSE},      {true, 0, false, S_OK},
+      {false, 1, false, E_INVALIDARG}, {true, 1, false, E_INVALIDARG},
+      {false, 0, true, E_INVALIDARG},  {true, 0, true, E_INVALIDARG},
   };
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
+    SCOPED_TRACE(&row - rows);
     IErrorInfo* object = NewInfo();
     ASSERT_NE(nullptr, object);
-    if (row.withObject) {
-      EXPECT_EQ(S_OK, SetErrorInfo(0, object));
-    }
-    IErrorInfo* out = Untouched();
+    EXPECT_EQ(S_OK, row.withObject ? SetErrorInfo(0, object) : S_OK);
+    IErrorInfo* out = kUntouched;
     EXPECT_EQ(row.result,
               GetErrorInfo(row.reserved, row.nullOut ? nullptr : &out));
-    IErrorInfo* expected[] = {nullptr, object, Untouched()};
-    EXPECT_EQ(expected[row.out], out);
+    EXPECT_EQ(row.result == S_OK      ? object
+              : row.result == S_FALSE ? nullptr
+                                      : kUntouched,
+              out);
     if (row.result == S_OK) out->Release();
     // A refused call leaves the object in the slot; a good one empties it.
     const bool kept = row.withObject && row.result < 0;
-    IErrorInfo* left = Untouched();
+    IErrorInfo* left = kUntouched;
     EXPECT_EQ(kept ? S_OK : S_FALSE, GetErrorInfo(0, &left));
     EXPECT_EQ(kept ? object : nullptr, left);
     if (left != nullptr) left->Release();
@@ -190,36 +172,30 @@ TEST(ErrorInfo, GetErrorInfoCalls) {
 // A's reference is released either way. The slot keeps an object alive and
 // the last Release frees it (ASan shows a use after free or a leak).
 TEST(ErrorInfo, SetErrorInfoCalls) {
-  enum Slot { kNone, kA, kB };
   struct Row {
-    const char* name;
     ULONG reserved;
-    Slot given;
+    int given;  // 0: null, 1: A, 2: B
     HRESULT result;
-    Slot after;
-  } rows[] = {
-      {"replace", 0, kB, S_OK, kB},
-      {"clear", 0, kNone, S_OK, kNone},
-      {"same again", 0, kA, S_OK, kA},
-      {"reserved 1", 1, kB, E_INVALIDARG, kA},
-      {"reserved 1, null", 1, kNone, E_INVALIDARG, kA},
-  };
+    int after;
+  } rows[] = {{0, 2, S_OK, 2},
+              {0, 0, S_OK, 0},
+              {0, 1, S_OK, 1},
+              {1, 2, E_INVALIDARG, 1},
+              {1, 0, E_INVALIDARG, 1}};
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    IErrorInfo* a = NewInfo();
-    IErrorInfo* b = NewInfo();
-    ASSERT_NE(nullptr, a);
-    ASSERT_NE(nullptr, b);
-    ASSERT_EQ(S_OK, SetErrorInfo(0, a));
-    IErrorInfo* objects[] = {nullptr, a, b};
+    SCOPED_TRACE(&row - rows);
+    IErrorInfo* objects[] = {nullptr, NewInfo(), NewInfo()};
+    ASSERT_NE(nullptr, objects[1]);
+    ASSERT_NE(nullptr, objects[2]);
+    ASSERT_EQ(S_OK, SetErrorInfo(0, objects[1]));
     EXPECT_EQ(row.result, SetErrorInfo(row.reserved, objects[row.given]));
-    EXPECT_EQ(row.after == kA ? 1u : 0u, OtherRefs(a));
-    EXPECT_EQ(row.after == kB ? 1u : 0u, OtherRefs(b));
+    EXPECT_EQ(row.after == 1 ? 1u : 0u, OtherRefs(objects[1]));
+    EXPECT_EQ(row.after == 2 ? 1u : 0u, OtherRefs(objects[2]));
     IErrorInfo* left = Take();
     EXPECT_EQ(objects[row.after], left);
     if (left != nullptr) left->Release();
-    a->Release();
-    b->Release();
+    objects[1]->Release();
+    objects[2]->Release();
   }
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
@@ -243,32 +219,24 @@ TEST(ErrorInfo, QueryInterface) {
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
-  struct Row {
-    const char* name;
-    const GUID& iid;
-    HRESULT result;
-  } rows[] = {
-      {"IUnknown", IID_IUnknown, S_OK},
-      {"IErrorInfo", IID_IErrorInfo, S_OK},
-      {"ICreateErrorInfo", IID_ICreateErrorInfo, S_OK},
-      {"other", kDispatchIid, E_NOINTERFACE},
-  };
+  const GUID* iids[] = {&IID_IUnknown, &IID_IErrorInfo, &IID_ICreateErrorInfo,
+                        &kDispatchIid};
   void* unknowns[2] = {};
   IUnknown* froms[] = {info, create};
   for (int from = 0; from < 2; ++from) {
-    for (const Row& row : rows) {
-      SCOPED_TRACE(std::string(row.name) +
-                   (from == 0 ? " from IErrorInfo" : " from ICreate"));
-      void* out = Untouched();
-      EXPECT_EQ(row.result, froms[from]->QueryInterface(row.iid, &out));
-      if (row.result != S_OK) {
+    for (int i = 0; i < 4; ++i) {
+      SCOPED_TRACE(testing::Message() << "iid " << i << " from " << from);
+      void* out = kUntouched;
+      EXPECT_EQ(i < 3 ? S_OK : E_NOINTERFACE,
+                froms[from]->QueryInterface(*iids[i], &out));
+      if (i == 3) {
         EXPECT_EQ(nullptr, out);
         continue;
       }
       ASSERT_NE(nullptr, out);
       EXPECT_EQ(2u, OtherRefs(info)) << "QueryInterface adds one reference";
-      if (&row.iid == &IID_IUnknown) unknowns[from] = out;
-      if (&row.iid == &IID_ICreateErrorInfo && from == 0) {
+      if (i == 0) unknowns[from] = out;
+      if (i == 2 && from == 0) {
         EXPECT_EQ(S_OK, static_cast<ICreateErrorInfo*>(out)->SetSource(
                             const_cast<LPOLESTR>(OLESTR("same"))));
       }
@@ -285,13 +253,12 @@ TEST(ErrorInfo, QueryInterface) {
 TEST(ErrorInfo, SlotPerThread) {
   IErrorInfo* info = NewInfo();
   ASSERT_NE(nullptr, info);
-  HRESULT setResult = E_FAIL;
-  HRESULT otherResult = E_FAIL;
-  IErrorInfo* otherOut = Untouched();
-  std::thread([&] { setResult = SetErrorInfo(0, info); }).join();
-  std::thread([&] { otherResult = GetErrorInfo(0, &otherOut); }).join();
-  EXPECT_EQ(S_OK, setResult);
-  EXPECT_EQ(S_FALSE, otherResult);
+  HRESULT results[2] = {E_FAIL, E_FAIL};
+  IErrorInfo* otherOut = kUntouched;
+  std::thread([&] { results[0] = SetErrorInfo(0, info); }).join();
+  std::thread([&] { results[1] = GetErrorInfo(0, &otherOut); }).join();
+  EXPECT_EQ(S_OK, results[0]);
+  EXPECT_EQ(S_FALSE, results[1]);
   EXPECT_EQ(nullptr, otherOut);
   EXPECT_EQ(nullptr, Take());
   EXPECT_EQ(0u, OtherRefs(info)) << "the ended thread's slot released it";

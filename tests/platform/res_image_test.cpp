@@ -16,51 +16,38 @@
 
 namespace {
 
-using platform::FindResourceString;
 using platform::LangId;
-using platform::LoadStringFromImage;
 using Bytes = std::vector<unsigned char>;
 
-void PutWord(Bytes& out, std::uint32_t value) {
-  out.push_back(static_cast<unsigned char>(value));
-  out.push_back(static_cast<unsigned char>(value >> 8));
-}
-void PutDword(Bytes& out, std::uint32_t value) {
-  PutWord(out, value & 0xFFFF);
-  PutWord(out, value >> 16);
-}
-void Align(Bytes& out) {
-  while (out.size() % 4 != 0) out.push_back(0);
+// Little-endian words of 16 bits (32 with `dword`).
+void Put(Bytes& out, std::uint32_t value, bool dword = false) {
+  for (int i = 0; i < (dword ? 4 : 2); ++i) out.push_back(value >> (8 * i));
 }
 
-// A string block: 16 counted strings, the missing ones empty.
-Bytes Block(std::initializer_list<std::pair<int, std::u16string>> strings) {
-  std::u16string texts[16];
-  for (const auto& s : strings) texts[s.first] = s.second;
+// A string block: 16 counted strings, all empty but `text` at `index`.
+Bytes Block(int index, const std::u16string& text) {
   Bytes out;
-  for (const std::u16string& text : texts) {
-    PutWord(out, static_cast<std::uint32_t>(text.size()));
-    for (char16_t unit : text) PutWord(out, unit);
+  for (int i = 0; i < 16; ++i) {
+    Put(out, i == index ? static_cast<std::uint32_t>(text.size()) : 0);
+    for (char16_t unit : i == index ? text : u"") Put(out, unit);
   }
   return out;
 }
 
-// One record as a resource compiler writes it, type and name as ordinals.
+// One record as a resource compiler writes it, type and name as ordinals,
+// with MemoryFlags 0x1030 and the versions 0.
 void PutRecord(Bytes& out, std::uint16_t type, std::uint16_t name,
                LangId language, const Bytes& data) {
-  PutDword(out, static_cast<std::uint32_t>(data.size()));
-  PutDword(out, 32);
-  PutWord(out, 0xFFFF);
-  PutWord(out, type);
-  PutWord(out, 0xFFFF);
-  PutWord(out, name);
-  PutDword(out, 0);      // DataVersion
-  PutWord(out, 0x1030);  // MemoryFlags
-  PutWord(out, language);
-  PutDword(out, 0);  // Version
-  PutDword(out, 0);  // Characteristics
+  for (std::uint32_t value : {std::uint32_t(data.size()), 32u}) {
+    Put(out, value, true);
+  }
+  for (std::uint32_t value :
+       {0xFFFFu, std::uint32_t(type), 0xFFFFu, std::uint32_t(name), 0u, 0u,
+        0x1030u, std::uint32_t(language), 0u, 0u, 0u, 0u}) {
+    Put(out, value);
+  }
   out.insert(out.end(), data.begin(), data.end());
-  Align(out);
+  while (out.size() % 4 != 0) out.push_back(0);
 }
 
 // The empty record that opens every .res file, then block 1 (ids 0-15) in
@@ -68,18 +55,17 @@ void PutRecord(Bytes& out, std::uint16_t type, std::uint16_t name,
 Bytes ValidImage() {
   Bytes out;
   PutRecord(out, 0, 0, 0, Bytes());
-  PutRecord(out, 6, 1, 0x0409, Block({{1, u"hello"}}));
+  PutRecord(out, 6, 1, 0x0409, Block(1, u"hello"));
   return out;
 }
-constexpr std::size_t kSecondRecord = 32;
-constexpr std::size_t kFirstCount = kSecondRecord + 32;
+constexpr std::size_t kData = 32;    // the second record's data size
+constexpr std::size_t kHeader = 36;  // and its header size
+constexpr std::size_t kCount0 = 64;  // the first count of its block
 
 // The valid image with one little-endian field of `width` bytes replaced.
-Bytes Patched(std::size_t offset, std::uint32_t value, int width) {
+Bytes Patched(std::size_t offset, std::uint32_t value, int width = 4) {
   Bytes image = ValidImage();
-  for (int i = 0; i < width; ++i) {
-    image[offset + i] = static_cast<unsigned char>(value >> (8 * i));
-  }
+  for (int i = 0; i < width; ++i) image[offset + i] = value >> (8 * i);
   return image;
 }
 
@@ -87,9 +73,8 @@ Bytes Patched(std::size_t offset, std::uint32_t value, int width) {
 // its end.
 struct ExactImage {
   explicit ExactImage(const Bytes& image)
-      : bytes(new unsigned char[image.empty() ? 1 : image.size()]),
-        size(image.size()) {
-    if (!image.empty()) std::memcpy(bytes.get(), image.data(), image.size());
+      : bytes(new unsigned char[image.size()]), size(image.size()) {
+    if (size != 0) std::memcpy(bytes.get(), image.data(), size);
   }
   std::unique_ptr<unsigned char[]> bytes;
   std::size_t size;
@@ -100,8 +85,8 @@ std::u16string Find(const Bytes& image, UINT id, LangId user = 0x0409) {
   ExactImage exact(image);
   const unsigned char* units = nullptr;
   std::uint32_t length = 0;
-  if (!FindResourceString(exact.bytes.get(), exact.size, id, user, &units,
-                          &length)) {
+  if (!platform::FindResourceString(exact.bytes.get(), exact.size, id, user,
+                                    &units, &length)) {
     return u"(refused)";
   }
   std::u16string text;
@@ -123,25 +108,21 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
   Bytes emptyData;
   PutRecord(emptyData, 6, 1, 0x0409, Bytes());
   Bytes unterminated;  // a type name that runs to the end of the header
-  PutDword(unterminated, 0);
-  PutDword(unterminated, 32);
-  for (int i = 0; i < 12; ++i) PutWord(unterminated, 'A');
+  Put(unterminated, 0, true);
+  Put(unterminated, 32, true);
+  for (int i = 0; i < 12; ++i) Put(unterminated, 'A');
   Bytes trailing = ValidImage();  // a partial header behind the last record
   trailing.insert(trailing.end(), {1, 2, 3, 4});
-  Bytes named;  // type "STR", name 1
-  PutDword(named, 0);
-  PutDword(named, 36);
-  for (char16_t unit : std::u16string(u"STR")) PutWord(named, unit);
-  PutWord(named, 0);
-  PutWord(named, 0xFFFF);
-  PutWord(named, 1);
-  Align(named);
-  for (int i = 0; i < 4; ++i) PutDword(named, 0);
+  Bytes named;  // type "STR" (0x53 0x54 0x52), name 1
+  for (std::uint32_t value : {0u, 0u, 36u, 0u, 0x53u, 0x54u, 0x52u, 0u, 0xFFFFu,
+                              1u, 0u, 0u, 0u, 0u, 0u, 0u, 0u, 0u}) {
+    Put(named, value);
+  }
   Bytes twice;
-  PutRecord(twice, 6, 1, 0x0409, Block({{1, u"first"}}));
-  PutRecord(twice, 6, 1, 0x0409, Block({{1, u"second"}}));
+  PutRecord(twice, 6, 1, 0x0409, Block(1, u"first"));
+  PutRecord(twice, 6, 1, 0x0409, Block(1, u"second"));
   Bytes unpadded;
-  PutRecord(unpadded, 6, 1, 0x0409, Block({{1, u"x"}}));
+  PutRecord(unpadded, 6, 1, 0x0409, Block(1, u"x"));
   unpadded.resize(unpadded.size() - 2);  // 16 counts + 1 unit = 34 bytes
 
   const std::u16string kRefused = u"(refused)";
@@ -154,27 +135,17 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
       {"valid", ValidImage(), 1, u"hello"},
       {"valid, same block, no text", ValidImage(), 15, u""},
       {"valid, no block 2", ValidImage(), 16, kRefused},
-      {"zero-size record", Patched(4, 0, 4), 1, kRefused},
-      {"header smaller than its sizes", Patched(kSecondRecord + 4, 4, 4), 1,
-       kRefused},
-      {"header too small for its tail", Patched(kSecondRecord + 4, 24, 4), 1,
-       kRefused},
-      {"header size not DWORD-aligned", Patched(kSecondRecord + 4, 30, 4), 1,
-       kRefused},
-      {"header size past the end", Patched(kSecondRecord + 4, 0x1000, 4), 1,
-       kRefused},
-      {"header size overflows", Patched(kSecondRecord + 4, 0xFFFFFFFF, 4), 1,
-       kRefused},
-      {"data size past the end", Patched(kSecondRecord, 0x1000, 4), 1,
-       kRefused},
-      {"data size overflows", Patched(kSecondRecord, 0xFFFFFFFF, 4), 1,
-       kRefused},
-      {"header + data wraps in 32 bits", Patched(kSecondRecord, 0xFFFFFFF0, 4),
-       1, kRefused},
-      {"string count past the block", Patched(kFirstCount + 2, 0x7FFF, 2), 1,
-       kRefused},
-      {"first count past the block", Patched(kFirstCount, 0xFFFF, 2), 1,
-       kRefused},
+      {"zero-size record", Patched(4, 0), 1, kRefused},
+      {"header smaller than its sizes", Patched(kHeader, 4), 1, kRefused},
+      {"header too small for its tail", Patched(kHeader, 24), 1, kRefused},
+      {"header size not DWORD-aligned", Patched(kHeader, 30), 1, kRefused},
+      {"header size past the end", Patched(kHeader, 0x1000), 1, kRefused},
+      {"header size overflows", Patched(kHeader, 0xFFFFFFFF), 1, kRefused},
+      {"data size past the end", Patched(kData, 0x1000), 1, kRefused},
+      {"data size overflows", Patched(kData, 0xFFFFFFFF), 1, kRefused},
+      {"header + data wraps", Patched(kData, 0xFFFFFFF0), 1, kRefused},
+      {"count past the block", Patched(kCount0 + 2, 0x7FFF, 2), 1, kRefused},
+      {"first count past the block", Patched(kCount0, 0xFFFF, 2), 1, kRefused},
       {"short block, id inside", shortBlock, 0, u"a"},
       {"short block, id past its end", shortBlock, 10, kRefused},
       {"string block without data", emptyData, 1, kRefused},
@@ -191,39 +162,35 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
   }
   const unsigned char* units = nullptr;
   std::uint32_t length = 0;
-  EXPECT_FALSE(FindResourceString(nullptr, 64, 1, 0x0409, &units, &length));
-}
-
-// Every cut of the image before the end of its string data is refused: a
-// reader that trusts a size field reads past the cut (ASan) or returns text.
-TEST(ResImage, EveryTruncationIsRefused) {
+  EXPECT_FALSE(
+      platform::FindResourceString(nullptr, 64, 1, 0x0409, &units, &length));
+  // Every cut of the image before the end of its string data is refused: a
+  // reader that trusts a size field reads past the cut (ASan) or returns text.
   const Bytes image = ValidImage();
-  const std::size_t dataEnd = kFirstCount + Block({{1, u"hello"}}).size();
-  for (std::size_t cut = 0; cut < dataEnd; ++cut) {
+  for (std::size_t cut = 0; cut < kCount0 + 2 * 16 + 10; ++cut) {
     SCOPED_TRACE(cut);
-    EXPECT_EQ(u"(refused)", Find(Bytes(image.begin(), image.begin() + cut), 1));
+    EXPECT_EQ(kRefused, Find(Bytes(image.begin(), image.begin() + cut), 1));
   }
 }
 
 // LoadStringW's contract on an image: a malformed one gives 0 and leaves the
 // buffer alone; limit 0 gives the length and the text in place.
 TEST(ResImage, LoadStringFromImage) {
-  ExactImage bad(Patched(kSecondRecord, 0xFF, 1));
-  WCHAR buffer[8] = {0x7777};
-  EXPECT_EQ(
-      0, LoadStringFromImage(bad.bytes.get(), bad.size, 1, 0x0409, buffer, 8));
-  EXPECT_EQ(0x7777, buffer[0]);
-
+  ExactImage bad(Patched(kData, 0xFF, 1));
   ExactImage good(ValidImage());
-  EXPECT_EQ(3, LoadStringFromImage(good.bytes.get(), good.size, 1, 0x0409,
-                                   buffer, 4));
+  auto load = [](const ExactImage& image, LPWSTR buffer, int limit) {
+    return platform::LoadStringFromImage(image.bytes.get(), image.size, 1,
+                                         0x0409, buffer, limit);
+  };
+  WCHAR buffer[8] = {0x7777};
+  EXPECT_EQ(0, load(bad, buffer, 8));
+  EXPECT_EQ(0x7777, buffer[0]);
+  EXPECT_EQ(3, load(good, buffer, 4));
   EXPECT_EQ(u"hel", kztest::W(buffer));
-  EXPECT_EQ(0, LoadStringFromImage(good.bytes.get(), good.size, 1, 0x0409,
-                                   buffer, -1));
+  EXPECT_EQ(0, load(good, buffer, -1));
   const WCHAR* text = nullptr;
-  EXPECT_EQ(5, LoadStringFromImage(good.bytes.get(), good.size, 1, 0x0409,
-                                   reinterpret_cast<LPWSTR>(&text), 0));
-  EXPECT_EQ(reinterpret_cast<const WCHAR*>(good.bytes.get() + kFirstCount + 4),
+  EXPECT_EQ(5, load(good, reinterpret_cast<LPWSTR>(&text), 0));
+  EXPECT_EQ(reinterpret_cast<const WCHAR*>(good.bytes.get() + kCount0 + 4),
             text);
 }
 
@@ -232,27 +199,29 @@ TEST(ResImage, LoadStringFromImage) {
 // States), then the lowest id, whatever the order in the file.
 TEST(ResImage, LanguageOrder) {
   Bytes image;
-  PutRecord(image, 6, 1, 0x0409, Block({{0, u"en-US"}}));
-  PutRecord(image, 6, 1, 0x0407, Block({{0, u"de-DE"}}));
-  PutRecord(image, 6, 2, 0x040C, Block({{0, u"fr-FR"}}));
-  PutRecord(image, 6, 2, 0x0407, Block({{0, u"de-DE"}}));
-  PutRecord(image, 6, 3, 0x0409, Block({{0, u"en-US"}}));
-  PutRecord(image, 6, 3, 0x0000, Block({{0, u"neutral"}}));
-  PutRecord(image, 6, 4, 0x0409, Block({{0, u"en-US"}}));
-  PutRecord(image, 6, 4, 0x0007, Block({{0, u"de"}}));
-  struct Row {
+  const struct {
+    std::uint16_t block;
+    LangId language;
+    const char16_t* text;
+  } records[] = {{1, 0x0409, u"en-US"}, {1, 0x0407, u"de-DE"},
+                 {2, 0x040C, u"fr-FR"}, {2, 0x0407, u"de-DE"},
+                 {3, 0x0409, u"en-US"}, {3, 0x0000, u"neutral"},
+                 {4, 0x0409, u"en-US"}, {4, 0x0007, u"de"}};
+  for (const auto& r : records) {
+    PutRecord(image, 6, r.block, r.language, Block(0, r.text));
+  }
+  const struct {
     LangId user;
     UINT id;
     const char16_t* text;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {0x0407, 0, u"de-DE"},    {0x0409, 0, u"en-US"},
       {0x0C07, 0, u"en-US"},    {0x0411, 16, u"de-DE"},
       {0x040C, 16, u"fr-FR"},   {0x0C0C, 16, u"de-DE"},
       {0x0409, 32, u"neutral"}, {0x0407, 32, u"neutral"},
       {0x0C07, 48, u"de"},      {0x0409, 48, u"en-US"},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message()
                  << std::hex << row.user << " id " << std::dec << row.id);
     EXPECT_EQ(std::u16string(row.text), Find(image, row.id, row.user));
