@@ -95,28 +95,6 @@ Outcome Invoke(std::size_t limit, bool count, const Unit* format,
   return Call(limit, count, format, passed...);
 }
 
-// An argument as written: its type (i c l d p s S n w r) and value.
-struct Typed {
-  char type = 0;
-  std::int64_t integer = 0;
-  double real = 0;
-  bool null = false;
-  std::u16string text;
-};
-
-// A row of data/format.txt.
-struct Row {
-  std::string where;
-  bool nullFormat = false;
-  std::u16string format;
-  std::vector<Typed> args;
-  std::int64_t result = 0;
-  std::u16string text;
-  bool narrow = true, wide = true, here = true, count = true;
-  std::int64_t needed = 0;
-  std::int64_t limit = 64;
-};
-
 bool ParseDouble(const std::string& text, double* value) {
   const bool negative = !text.empty() && text[0] == '-';
   const std::string magnitude = text.substr(negative ? 1 : 0);
@@ -130,49 +108,89 @@ bool ParseDouble(const std::string& text, double* value) {
   return !text.empty() && *end == 0;
 }
 
-bool ParseArgument(const kztest::Field& field, Typed* typed) {
-  const std::string& bare = field.bare;
-  const std::string value = bare.size() >= 2 ? bare.substr(2) : "";
-  typed->type = bare.size() >= 2 && bare[1] == ':' ? bare[0] : '?';
-  typed->null = !field.quoted && value == "null";
-  typed->text = field.text;
-  if (typed->type == 'c' && field.text.size() == 1) {
-    typed->integer = field.text[0];
-    return value.empty();
-  }
-  if (typed->type == 'd')
-    return !field.quoted && ParseDouble(value, &typed->real);
-  if (std::strchr("ilp", typed->type) != nullptr) {
-    return !field.quoted && kztest::ParseInteger(value, &typed->integer);
-  }
-  return std::strchr("sSnwr", typed->type) != nullptr &&
-         (typed->null || (field.quoted && value.empty()));
+using Blocks = std::vector<std::shared_ptr<void>>;
+
+// Text of units T in a heap block of exactly its size: reading past text
+// given with no terminator is an overrun that the sanitizers see.
+template <typename T>
+const void* Store(const std::u16string& text, bool null, bool terminated,
+                  Blocks* blocks) {
+  if (null) return nullptr;
+  std::shared_ptr<T> units(new T[text.size() + (terminated ? 1 : 0)],
+                           std::default_delete<T[]>());
+  for (std::size_t i = 0; i < text.size(); ++i) units.get()[i] = T(text[i]);
+  if (terminated) units.get()[text.size()] = 0;
+  blocks->push_back(units);
+  return units.get();
 }
 
-// name format arguments... => result "text" options...
-bool ParseRow(const kztest::Line& line, Row* row) {
-  kztest::Fields fields(line);
-  std::u16string name;
-  if (!fields.Text(&name) ||
-      !fields.TextOrNull(&row->format, &row->nullFormat)) {
+// One argument as written (i:42, s:"abc", ...) as the formatter of Unit
+// takes it; false if it doesn't parse.
+template <typename Unit>
+bool AddArgument(const kztest::Field& field, std::vector<Argument>* args,
+                 Blocks* blocks) {
+  const std::string& bare = field.bare;
+  const char type = bare.size() >= 2 && bare[1] == ':' ? bare[0] : '?';
+  const std::string value = bare.substr(bare.size() >= 2 ? 2 : 0);
+  const bool null = !field.quoted && value == "null";
+  std::int64_t n = 0;
+  double real = 0;
+  if (type == 'c' && field.quoted && value.empty() && field.text.size() == 1) {
+    args->emplace_back(static_cast<int>(field.text[0]));
+  } else if (type == 'd' && !field.quoted && ParseDouble(value, &real)) {
+    args->emplace_back(real);
+  } else if (std::strchr("ilp", type) != nullptr && !field.quoted &&
+             kztest::ParseInteger(value, &n)) {
+    if (type == 'i') args->emplace_back(static_cast<int>(std::uint32_t(n)));
+    if (type == 'l') args->emplace_back(static_cast<long long>(n));
+    if (type == 'p') {
+      args->emplace_back(reinterpret_cast<const void*>(std::uintptr_t(n)));
+    }
+  } else if (std::strchr("sSnwr", type) != nullptr &&
+             (null || (field.quoted && value.empty()))) {
+    // s and r: the formatter's own unit, S the other one, n 8-bit, w 16-bit.
+    const bool narrow =
+        type == 'n' ||
+        (sizeof(Unit) == 1 ? type != 'S' && type != 'w' : type == 'S');
+    const bool terminated = type != 'r';
+    args->emplace_back(
+        narrow ? Store<char>(field.text, null, terminated, blocks)
+               : Store<WCHAR>(field.text, null, terminated, blocks));
+  } else {
     return false;
   }
-  row->where = line.where + " " + std::string(name.begin(), name.end());
+  return true;
+}
+
+// One row, "name format arguments... => result "text" options...", through
+// the formatter of Unit; false if the row doesn't run there.
+template <typename Unit>
+bool Check(const kztest::Line& line) {
+  kztest::Fields fields(line);
+  std::u16string name, format, text;
+  bool nullFormat = false;
+  Blocks blocks;
+  std::vector<Argument> args;
+  if (!fields.Text(&name) || !fields.TextOrNull(&format, &nullFormat)) {
+    return false;
+  }
   while (!fields.Word("=>")) {
     const kztest::Field* field = nullptr;
-    Typed typed;
     if (!fields.Take(&field)) return false;
-    if (!ParseArgument(*field, &typed)) return fields.Fail("bad argument");
-    row->args.push_back(typed);
+    if (!AddArgument<Unit>(*field, &args, &blocks)) {
+      return fields.Fail("bad argument");
+    }
   }
-  if (row->args.size() > kMaxArguments) return fields.Fail("too many args");
-  if (!fields.Integer(-1, INT_MAX, &row->result) || !fields.Text(&row->text)) {
+  std::int64_t result = 0;
+  if (args.size() > kMaxArguments) return fields.Fail("too many arguments");
+  if (!fields.Integer(-1, INT_MAX, &result) || !fields.Text(&text)) {
     return false;
   }
-  if (row->text.size() != std::size_t(row->result < 0 ? 0 : row->result)) {
+  if (text.size() != std::size_t(result < 0 ? 0 : result)) {
     return fields.Fail("the text must hold `result` units");
   }
-  row->needed = row->result;
+  std::int64_t needed = result, limit = 64;
+  bool here = true, count = true, runs = true;
   while (!fields.AtEnd()) {
     const kztest::Field* field = nullptr;
     fields.Take(&field);
@@ -184,78 +202,38 @@ bool ParseRow(const kztest::Line& line, Row* row) {
     if (field->quoted) {
       return fields.Fail("options are bare");
     } else if (option == "only:8" || option == "only:16") {
-      (option == "only:8" ? row->wide : row->narrow) = false;
+      runs = runs && value == (sizeof(Unit) == 1 ? "8" : "16");
     } else if (option.compare(0, 7, "locale:") == 0) {
-      if (!kztest::ParseLocales(value, &row->here)) {
+      if (!kztest::ParseLocales(value, &here)) {
         return fields.Fail("unknown locale");
       }
     } else if (option == "count:none") {
-      row->count = false;
+      count = false;
     } else if (option.compare(0, 6, "count:") == 0 && number) {
-      row->needed = n;
+      needed = n;
     } else if (option.compare(0, 6, "limit:") == 0 && number && n >= 0) {
-      row->limit = n;
+      limit = n;
     } else {
       return fields.Fail("unknown option " + option);
     }
   }
-  return true;
-}
-
-// Text of units T in a heap block of exactly its size: reading past text
-// given with no terminator is an overrun that the sanitizers see.
-template <typename T>
-const void* Store(const std::u16string& text, bool null, bool terminated,
-                  std::vector<std::shared_ptr<void>>* blocks) {
-  if (null) return nullptr;
-  std::shared_ptr<T> units(new T[text.size() + (terminated ? 1 : 0)],
-                           std::default_delete<T[]>());
-  for (std::size_t i = 0; i < text.size(); ++i) units.get()[i] = T(text[i]);
-  if (terminated) units.get()[text.size()] = 0;
-  blocks->push_back(units);
-  return units.get();
-}
-
-template <typename Unit>
-void Check(const Row& row) {
-  SCOPED_TRACE(row.where + (sizeof(Unit) == 1 ? " [8-bit]" : " [16-bit]"));
-  std::vector<std::shared_ptr<void>> blocks;
-  std::vector<Argument> args;
-  for (const Typed& typed : row.args) {
-    const char type = typed.type;
-    if (type == 'i' || type == 'c') {
-      args.emplace_back(static_cast<int>(std::uint32_t(typed.integer)));
-    } else if (type == 'l') {
-      args.emplace_back(static_cast<long long>(typed.integer));
-    } else if (type == 'd') {
-      args.emplace_back(typed.real);
-    } else if (type == 'p') {
-      args.emplace_back(
-          reinterpret_cast<const void*>(std::uintptr_t(typed.integer)));
-    } else {
-      const bool terminated = type != 'r';
-      const bool narrow =
-          type == 'n' ||
-          (sizeof(Unit) == 1 ? type != 'S' && type != 'w' : type == 'S');
-      args.emplace_back(
-          narrow ? Store<char>(typed.text, typed.null, terminated, &blocks)
-                 : Store<WCHAR>(typed.text, typed.null, terminated, &blocks));
-    }
-  }
-  const Unit* format = static_cast<const Unit*>(
-      Store<Unit>(row.format, row.nullFormat, true, &blocks));
-  const std::size_t limit = std::size_t(row.limit);
-  Outcome out = Invoke(limit, row.count, format, args);
-  EXPECT_EQ(row.result, out.result);
-  if (row.result >= 0 && out.result == row.result) {
-    EXPECT_EQ(row.text, out.text);
-    EXPECT_TRUE(out.terminated || std::size_t(row.result) >= limit)
+  if (!here || !runs) return false;
+  SCOPED_TRACE(line.where + " " + std::string(name.begin(), name.end()) +
+               (sizeof(Unit) == 1 ? " [8-bit]" : " [16-bit]"));
+  const Unit* units =
+      static_cast<const Unit*>(Store<Unit>(format, nullFormat, true, &blocks));
+  const Outcome out = Invoke(std::size_t(limit), count, units, args);
+  EXPECT_EQ(result, out.result);
+  if (result >= 0 && out.result == result) {
+    EXPECT_EQ(text, out.text);
+    EXPECT_TRUE(out.terminated || result >= limit)
         << "no terminator although there was room";
   }
   EXPECT_TRUE(out.canaryIntact) << "wrote past the limit";
-  if (row.count) {
-    EXPECT_EQ(row.needed, out.needed) << "counting";
+  if (count) {
+    EXPECT_EQ(needed, out.needed) << "counting";
   }
+  return true;
 }
 
 // Every row of data/format.txt in both formatters: integers and their size
@@ -268,11 +246,7 @@ TEST(Format, RecordedRows) {
   ASSERT_TRUE(kztest::ReadDataFile("format.txt", &lines));
   int ran = 0;
   for (const kztest::Line& line : lines) {
-    Row row;
-    if (!ParseRow(line, &row) || !row.here) continue;
-    if (row.narrow) Check<char>(row);
-    if (row.wide) Check<WCHAR>(row);
-    ++ran;
+    ran += Check<char>(line) | Check<WCHAR>(line);
   }
   EXPECT_GT(ran, 250) << "rows went missing";
 }

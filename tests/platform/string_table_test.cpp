@@ -1,6 +1,8 @@
-// LoadStringW on catalog modules: the contract of the platform's function,
-// one table for both builds (expected values from Windows as Wine runs it),
-// the language choice, and the library's own table.
+// LoadLibraryW, FreeLibrary and LoadStringW on catalog modules: names,
+// reference counts, bad handles, the contract of LoadStringW and the
+// language choice, one table each for both builds (expected values from
+// Windows as Wine runs it). The library's own module, "kzcommon", is read in
+// catalog_fetch_test.cpp (CatalogFetch.BuiltInTable).
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -17,9 +19,48 @@ using namespace kztest;
 constexpr WCHAR kUntouched = 0x7777;
 
 std::u16string Units(const WCHAR* text, int count) {
-  std::u16string out;
-  for (int i = 0; i < count; ++i) out.push_back(static_cast<char16_t>(text[i]));
-  return out;
+  return std::u16string(text, text + (count > 0 ? count : 0));
+}
+
+// The names a catalog is opened by. A loader that adds the extension to a
+// name that has one, ignores the trailing dot, or chokes on text that is not
+// a valid file name fails a row; every name of one module gives one handle;
+// null and bogus handles are refused. Two loads and one free keep the
+// module loaded and its table readable.
+TEST(Module, NamesAndReferences) {
+  HMODULE reference = LoadLibraryW(TestCatalogName());
+  ASSERT_NE(nullptr, reference);
+  const WCHAR kLoneSurrogate[] = {'k', 'z', 0xD800, 0};
+  const struct {
+    const WCHAR* module;
+    bool found;
+  } rows[] = {
+      {OLESTR("kz_test_catalog"), true},
+      {OLESTR("kz_test_catalog.dll"), true},
+      {OLESTR("kz_test_catalog.DLL"), true},
+      {OLESTR("kz_test_catalog."), false},  // a trailing dot: no extension
+      {OLESTR("kz_no_such_catalog"), false},
+      {OLESTR("kz_t\u00ebst_catalog"), false},
+      {OLESTR(""), false},
+      {kLoneSurrogate, false},
+      {nullptr, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(&row - rows);
+    HMODULE module = LoadLibraryW(row.module);
+    EXPECT_EQ(row.found ? reference : nullptr, module);
+    EXPECT_TRUE(module == nullptr || FreeLibrary(module));
+  }
+  HMODULE second = LoadLibraryW(TestCatalogName());
+  EXPECT_EQ(reference, second);
+  EXPECT_TRUE(FreeLibrary(second));
+  WCHAR buffer[16];
+  EXPECT_EQ(7, LoadStringW(reference, kIdFifteen, buffer, 16));
+  EXPECT_EQ(u"fifteen", W(buffer));
+  EXPECT_TRUE(FreeLibrary(reference));
+  EXPECT_FALSE(FreeLibrary(nullptr));
+  int local = 0;
+  EXPECT_FALSE(FreeLibrary(reinterpret_cast<HMODULE>(&local)));
 }
 
 class StringTable : public ::testing::Test {
@@ -41,47 +82,39 @@ HMODULE StringTable::module_ = nullptr;
 // terminator past the limit, a block from the full 32-bit id, a boundary one
 // id early, a long text cut at a fixed size or garbled across records.
 TEST_F(StringTable, ContractTable) {
-  struct Row {
+  const std::u16string kNothing = u"(nothing)";  // nothing may be written
+  const struct {
     const char* name;
     UINT id;
     int limit;
     int expected;
-    std::u16string text;  // "(nothing)": nothing may be written
-  };
-  const std::u16string kNothing = u"(nothing)";
-  const Row rows[] = {
+    std::u16string text;
+  } rows[] = {
       {"limit 1 writes nothing", kIdLetters, 1, 0, kNothing},
       {"limit 2 keeps one unit", kIdLetters, 2, 1, u"A"},
-      {"limit one short cuts the last unit", kIdLetters, 10, 9, u"ABCDEFGHI"},
-      {"exact fit with its terminator", kIdLetters, 11, 10, u"ABCDEFGHIJ"},
-      {"room to spare", kIdLetters, 64, 10, u"ABCDEFGHIJ"},
+      {"limit one short", kIdLetters, 10, 9, u"ABCDEFGHI"},
+      {"exact fit", kIdLetters, 11, 10, u"ABCDEFGHIJ"},
       {"id 0 is a string like any other", kIdZero, 64, 4, u"zero"},
       {"last id of block 1", kIdFifteen, 64, 7, u"fifteen"},
       {"first id of block 2", kIdSixteen, 64, 7, u"sixteen"},
       {"last id of block 2", kIdThirtyOne, 64, 10, u"thirty-one"},
-      {"non-ASCII text with a surrogate pair", kIdNonAscii, 64, 14,
-       NonAsciiText()},
-      {"a cut may split a surrogate pair", kIdNonAscii, 14, 13,
-       NonAsciiText().substr(0, 13)},
-      {"missing id of a block gets a terminator", kIdMissingInBlock, 64, 0,
-       u""},
-      {"missing id with limit 1 writes nothing", kIdMissingInBlock, 1, 0,
-       kNothing},
+      {"surrogate pair", kIdNonAscii, 64, 14, NonAsciiText()},
+      {"cut inside a pair", kIdNonAscii, 14, 13, NonAsciiText().substr(0, 13)},
+      {"missing id of a block", kIdMissingInBlock, 64, 0, u""},
+      {"missing id, limit 1", kIdMissingInBlock, 1, 0, kNothing},
       {"empty string", kIdEmpty, 64, 0, u""},
-      {"missing block writes nothing", kIdMissingBlock, 64, 0, kNothing},
+      {"missing block", kIdMissingBlock, 64, 0, kNothing},
       {"id 65535 lies in block 4096", kIdTop, 64, 6, u"top id"},
-      {"only the low word of the id counts", 0x10000u + kIdLetters, 64, 10,
-       u"ABCDEFGHIJ"},
-      {"low word without a block", 0x10000u + kIdMissingBlock, 64, 0, kNothing},
-      {"table of the second .rc file", kIdSecondFile, 64, 20,
-       u"from the second file"},
+      {"low word of the id", 0x10000u + kIdLetters, 64, 10, u"ABCDEFGHIJ"},
+      {"low word, no block", 0x10000u + kIdMissingBlock, 64, 0, kNothing},
+      {"second .rc file", kIdSecondFile, 64, 20, u"from the second file"},
       {"126 units", kIdText126, 2000, 126, Pattern(126)},
       {"127 units", kIdText127, 2000, 127, Pattern(127)},
       {"259 units", kIdText259, 2000, 259, Pattern(259)},
       {"600 units", kIdText600, 2000, 600, Pattern(600)},
       {"1100 units", kIdText1100, 2000, 1100, Pattern(1100)},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     std::basic_string<WCHAR> buffer(2001, kUntouched);
     int count = LoadStringW(module_, row.id, &buffer[0], row.limit);
@@ -99,35 +132,28 @@ TEST_F(StringTable, ContractTable) {
 
 // Limit 0 asks for the text in place: the length comes back and the pointer
 // points at the text, not terminated. With no block the pointer stays as it
-// was; an id without text in an existing block still gives a pointer.
-TEST_F(StringTable, LimitZeroGivesTheTextInPlace) {
-  const WCHAR* text = nullptr;
-  EXPECT_EQ(
-      10, LoadStringW(module_, kIdLetters, reinterpret_cast<LPWSTR>(&text), 0));
-  ASSERT_NE(nullptr, text);
-  EXPECT_EQ(u"ABCDEFGHIJ", Units(text, 10));
-
+// was; an id without text in an existing block still gives a pointer. Handles
+// that are not modules with tables give 0 and never crash: the main program
+// (null) has no string table, and does not answer with the table of
+// kzcommon, which it links and which has id 3 too; a pointer to the stack is
+// no module, and a null buffer is refused.
+TEST_F(StringTable, InPlaceAndBadArguments) {
   const WCHAR sentinel[] = {kUntouched, 0};
-  text = sentinel;
-  EXPECT_EQ(0, LoadStringW(module_, kIdMissingBlock,
-                           reinterpret_cast<LPWSTR>(&text), 0));
+  const WCHAR* text = nullptr;
+  auto inPlace = [&](UINT id) {
+    text = sentinel;
+    return LoadStringW(module_, id, reinterpret_cast<LPWSTR>(&text), 0);
+  };
+  EXPECT_EQ(10, inPlace(kIdLetters));
+  EXPECT_EQ(u"ABCDEFGHIJ", Units(text, 10));
+  EXPECT_EQ(0, inPlace(kIdMissingBlock));
   EXPECT_EQ(sentinel, text);
-
-  text = sentinel;
-  EXPECT_EQ(0, LoadStringW(module_, kIdMissingInBlock,
-                           reinterpret_cast<LPWSTR>(&text), 0));
+  EXPECT_EQ(0, inPlace(kIdMissingInBlock));
   EXPECT_NE(sentinel, text);
-}
 
-// Handles that are not modules with tables give 0 and never crash: the
-// main program (null) has no string table, and does not answer with the
-// table of kzcommon, which it links and which has id 3 too; a pointer to the
-// stack is no module, and a null buffer is refused.
-TEST_F(StringTable, NoTableNoText) {
-  WCHAR buffer[16];
-  for (WCHAR& unit : buffer) unit = kUntouched;
-  EXPECT_EQ(0, LoadStringW(nullptr, kIdLetters, buffer, 16));
+  WCHAR buffer[16] = {kUntouched};
   int local = 0;
+  EXPECT_EQ(0, LoadStringW(nullptr, kIdLetters, buffer, 16));
   EXPECT_EQ(0, LoadStringW(reinterpret_cast<HMODULE>(&local), kIdLetters,
                            buffer, 16));
   EXPECT_EQ(kUntouched, buffer[0]);
@@ -139,49 +165,39 @@ TEST_F(StringTable, NoTableNoText) {
 // Order: neutral, the user's language, its primary language, English (United
 // States), then the lowest language id. A reader that takes the first block
 // in the file, or matches the primary language alone (fr_CA picking fr_FR),
-// fails a row.
+// fails a row. Ids 160: en-US and de-DE; 176: de-DE only; 192: fr-FR, then
+// de-DE in the file; 208: neutral and en-US.
 TEST(PerProcessLanguage, StringTableChoice) {
   const char* locale = std::getenv("KZ_TEST_USER_LOCALE");
   ASSERT_NE(nullptr, locale) << "KZ_TEST_USER_LOCALE is unset: run by CTest";
-  struct Row {
+  const struct {
     const char* locale;
-    const char16_t* both;         // 160: en-US and de-DE
-    const char16_t* german;       // 176: de-DE only
-    const char16_t* frenchFirst;  // 192: fr-FR, then de-DE in the file
-    const char16_t* neutral;      // 208: neutral and en-US
+    const char16_t* at160;
+    const char16_t* at192;
+  } rows[] = {
+      {"C", u"English 160", u"Deutsch 192"},
+      {"de_DE.UTF-8", u"Deutsch 160", u"Deutsch 192"},
+      {"de", u"Deutsch 160", u"Deutsch 192"},
+      {"de_AT.UTF-8", u"English 160", u"Deutsch 192"},
+      {"fr_FR.UTF-8", u"English 160", u"fran\u00e7ais 192"},
+      {"fr_CA.UTF-8", u"English 160", u"Deutsch 192"},
   };
-  const Row rows[] = {
-      {"C", u"English 160", u"nur Deutsch 176", u"Deutsch 192", u"neutral 208"},
-      {"de_DE.UTF-8", u"Deutsch 160", u"nur Deutsch 176", u"Deutsch 192",
-       u"neutral 208"},
-      {"de", u"Deutsch 160", u"nur Deutsch 176", u"Deutsch 192",
-       u"neutral 208"},
-      {"de_AT.UTF-8", u"English 160", u"nur Deutsch 176", u"Deutsch 192",
-       u"neutral 208"},
-      {"fr_FR.UTF-8", u"English 160", u"nur Deutsch 176", u"fran\u00e7ais 192",
-       u"neutral 208"},
-      {"fr_CA.UTF-8", u"English 160", u"nur Deutsch 176", u"Deutsch 192",
-       u"neutral 208"},
-  };
-  const Row* row = nullptr;
-  for (const Row& r : rows) {
-    if (std::strcmp(r.locale, locale) == 0) row = &r;
-  }
-  ASSERT_NE(nullptr, row) << "no row for " << locale;
+  int row = 0;
+  while (row < 6 && std::strcmp(rows[row].locale, locale) != 0) ++row;
+  ASSERT_LT(row, 6) << "no row for " << locale;
   HMODULE module = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, module);
   const struct {
     UINT id;
     const char16_t* text;
-  } cases[] = {{160, row->both},
-               {176, row->german},
-               {192, row->frenchFirst},
-               {208, row->neutral}};
+  } cases[] = {{160, rows[row].at160},
+               {176, u"nur Deutsch 176"},
+               {192, rows[row].at192},
+               {208, u"neutral 208"}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.id);
     WCHAR buffer[64];
-    int count = LoadStringW(module, c.id, buffer, 64);
-    EXPECT_EQ(std::u16string(c.text), Units(buffer, count));
+    EXPECT_EQ(std::u16string(c.text),
+              Units(buffer, LoadStringW(module, c.id, buffer, 64)));
   }
   FreeLibrary(module);
 }
