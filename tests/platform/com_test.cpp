@@ -12,10 +12,10 @@
 
 namespace {
 
-const GUID kSample = {0x01234567, 0x89AB, 0xCDEF, {1, 0x23, 0x45, 0x67, 0x89,
-                                                   0xAB, 0xCD, 0xEF}};
-const GUID kAllOnes = {0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255,
-                                                    255, 255, 255}};
+const GUID kSample = {
+    0x01234567, 0x89AB, 0xCDEF, {1, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}};
+const GUID kAllOnes = {
+    0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}};
 
 // Faults: a realloc to 0 that returns the block (or a fresh one) leaks or
 // hands out a block the caller believes freed; a null block not allocated,
@@ -98,11 +98,11 @@ TEST(Bstr, ReAllocSources) {
     UINT length;
     const char16_t* kept;  // the units that must be there afterwards
   } rows[] = {
-      {kSelf, 0, 40, u"abcdef"},  {kSelf, 0, 6, u"abcdef"},
-      {kSelf, 0, 3, u"abc"},      {kSelf, 0, 0, u""},
-      {kNull, 0, 10, u"abcdef"},  {kNull, 0, 2, u"ab"},
-      {kInside, 1, 5, u"bcdef"},  {kInside, 2, 3, u"cde"},
-      {kInside, 4, 4, u"ef"},     {kOther, 0, 2, u"xy"},
+      {kSelf, 0, 40, u"abcdef"}, {kSelf, 0, 6, u"abcdef"},
+      {kSelf, 0, 3, u"abc"},     {kSelf, 0, 0, u""},
+      {kNull, 0, 10, u"abcdef"}, {kNull, 0, 2, u"ab"},
+      {kInside, 1, 5, u"bcdef"}, {kInside, 2, 3, u"cde"},
+      {kInside, 4, 4, u"ef"},    {kOther, 0, 2, u"xy"},
       {kIntoNull, 0, 2, u"xy"},
   };
   for (const auto& row : rows) {
@@ -197,8 +197,8 @@ TEST(GuidText, ClsidFromString) {
     const std::u16string text = row.text != nullptr ? row.text : u"";
     const std::basic_string<OLECHAR> units(text.begin(), text.end());
     GUID guid = kAllOnes;
-    EXPECT_EQ(row.result, CLSIDFromString(row.text ? units.c_str() : nullptr,
-                                          &guid));
+    EXPECT_EQ(row.result,
+              CLSIDFromString(row.text ? units.c_str() : nullptr, &guid));
     // On failure Windows may leave a partial parse behind: not compared.
     EXPECT_TRUE(row.result != S_OK || IsEqualGUID(row.guid, guid));
   }

@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <clocale>
 #include <cstdlib>
 #include <fstream>
-
-#include "locale_kind.h"
 
 #ifndef KZ_TEST_DATA_DIR
 #error "KZ_TEST_DATA_DIR names the folder of the recorded tables"
@@ -14,16 +15,6 @@
 
 namespace kztest {
 namespace {
-
-// The value of `digits` hex digits at text[at], or -1.
-int Hex(const std::string& text, std::size_t at, std::size_t digits) {
-  const std::string part = text.substr(at, digits);
-  if (part.size() != digits ||
-      part.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
-    return -1;
-  }
-  return static_cast<int>(std::strtoul(part.c_str(), nullptr, 16));
-}
 
 // Splits one line into fields: the error, or "" if it is well formed.
 std::string SplitLine(const std::string& text, std::vector<Field>* fields) {
@@ -41,14 +32,18 @@ std::string SplitLine(const std::string& text, std::vector<Field>* fields) {
         if (at >= text.size()) return "unterminated string";
         const char c = text[at++];
         if (c == '"') break;
-        int unit = static_cast<unsigned char>(c);
+        long unit = static_cast<unsigned char>(c);
         if (c == '\\') {
           const char escape = at < text.size() ? text[at++] : 0;
           const std::size_t digits = escape == 'x' ? 2 : escape == 'u' ? 4 : 0;
-          unit = digits != 0                       ? Hex(text, at, digits)
-                 : escape == '0'                   ? 0
+          const std::string hex = text.substr(at, digits);
+          unit = escape == '0'                     ? 0
                  : escape == '\\' || escape == '"' ? escape
                                                    : -1;
+          if (digits != 0 && hex.size() == digits &&
+              hex.find_first_not_of("0123456789abcdefABCDEF") == hex.npos) {
+            unit = std::strtol(hex.c_str(), nullptr, 16);
+          }
           if (unit < 0) return "bad escape";
           at += digits;
         }
@@ -67,11 +62,7 @@ std::string SplitLine(const std::string& text, std::vector<Field>* fields) {
 bool ReadDataFile(const std::string& name, std::vector<Line>* lines) {
   std::ifstream file(std::string(KZ_TEST_DATA_DIR) + "/" + name,
                      std::ios::binary);
-  if (!file) {
-    ADD_FAILURE() << "cannot open " << name;
-    return false;
-  }
-  bool ok = true;
+  bool ok = static_cast<bool>(file);
   std::string text, section;
   for (int number = 1; std::getline(file, text); ++number) {
     if (!text.empty() && text.back() == '\r') text.pop_back();
@@ -97,7 +88,7 @@ bool ReadDataFile(const std::string& name, std::vector<Line>* lines) {
     }
   }
   if (lines->empty()) {
-    ADD_FAILURE() << name << " holds no rows";
+    ADD_FAILURE() << "cannot read " << name << ", or it holds no rows";
     return false;
   }
   return ok;
@@ -123,11 +114,9 @@ bool Fields::TextOrNull(std::u16string* text, bool* null) {
   const Field* field = nullptr;
   if (!Take(&field)) return false;
   *null = !field->quoted && field->bare == "null";
-  if (!*null && (!field->quoted || !field->bare.empty())) {
-    return Fail("expected a string");
-  }
   *text = field->text;
-  return true;
+  return *null || (field->quoted && field->bare.empty()) ||
+         Fail("expected a string");
 }
 
 bool Fields::Integer(std::int64_t min, std::int64_t max, std::int64_t* value) {
@@ -144,12 +133,10 @@ bool Fields::Expect(const char* word) {
 }
 
 bool Fields::Word(const char* word) {
-  if (AtEnd() || line_.fields[next_].quoted ||
-      line_.fields[next_].bare != word) {
-    return false;
-  }
-  ++next_;
-  return true;
+  const bool found = !AtEnd() && !line_.fields[next_].quoted &&
+                     line_.fields[next_].bare == word;
+  next_ += found ? 1 : 0;
+  return found;
 }
 
 bool Fields::Locales(bool* here) {
@@ -180,24 +167,25 @@ bool ParseInteger(const std::string& text, std::int64_t* value) {
 }
 
 bool ParseLocales(const std::string& text, bool* here) {
-  const LocaleKind kind = CurrentLocaleKind();
-  if (kind == LocaleKind::kUnknown) {
-    ADD_FAILURE() << "unknown test locale";
+  // The current locale, told from its name, not from the conversions under
+  // test: 0 is C, 1 UTF-8 (natively), 2 code page 932 (under Wine).
+  std::string current = std::setlocale(LC_CTYPE, nullptr);
+  for (char& c : current) c = static_cast<char>(std::tolower(c & 0xFF));
+  const std::size_t size = current.size();
+  const int kind = current == "c" || current == "posix" ? 0
+                   : current.find("utf-8") != current.npos ||
+                           current.find("utf8") != current.npos
+                       ? 1
+                   : size > 4 && current.compare(size - 4, 4, ".932") == 0 ? 2
+                                                                           : -1;
+  if (kind < 0) {
+    ADD_FAILURE() << "unknown test locale " << current;
     return false;
   }
-  const char* names[] = {"C", "utf8", "cp932"};
-  *here = text == "any" || (text == "mb" && kind != LocaleKind::kC);
-  if (text == "any" || text == "mb") return true;
-  for (std::size_t start = 0; start <= text.size();) {
-    const std::size_t end = std::min(text.find(',', start), text.size());
-    const std::string name = text.substr(start, end - start);
-    int which = 0;
-    while (which < 3 && name != names[which]) ++which;
-    if (which == 3) return false;
-    *here = *here || which == static_cast<int>(kind);
-    start = end + 1;
-  }
-  return true;
+  const std::string names[] = {"C", "utf8", "cp932", "any", "mb"};
+  const int which = static_cast<int>(std::find(names, names + 5, text) - names);
+  *here = which == kind || which == 3 || (which == 4 && kind != 0);
+  return which < 5;
 }
 
 }  // namespace kztest

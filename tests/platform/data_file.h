@@ -35,28 +35,22 @@ struct Line {
 bool ReadDataFile(const std::string& name, std::vector<Line>* lines);
 
 // Walks one line's fields. Each getter adds a failure naming the line and
-// returns false when the field is missing or doesn't parse; a row that
-// failed is dropped by its test.
+// returns false when the field is missing or doesn't parse.
 class Fields {
  public:
   explicit Fields(const Line& line) : line_(line) {}
 
   bool AtEnd() const { return next_ >= line_.fields.size(); }
   bool Take(const Field** field);
-  // A quoted string.
-  bool Text(std::u16string* text);
-  // A quoted string, or the bare word null.
-  bool TextOrNull(std::u16string* text, bool* null);
+  bool Text(std::u16string* text);                    // a quoted string
+  bool TextOrNull(std::u16string* text, bool* null);  // or the word null
   // A bare decimal or 0x-hex integer within [min, max].
   bool Integer(std::int64_t min, std::int64_t max, std::int64_t* value);
   // The bare word `word`; Word takes it only if it is there, silently.
   bool Expect(const char* word);
   bool Word(const char* word);
-  // Which test locales the row holds in (see ParseLocales): `here` says
-  // whether the current one is among them.
-  bool Locales(bool* here);
-  // Adds a failure about this line; returns false.
-  bool Fail(const std::string& message) const;
+  bool Locales(bool* here);                     // as ParseLocales reads them
+  bool Fail(const std::string& message) const;  // always false
 
  private:
   const Line& line_;
@@ -67,8 +61,8 @@ class Fields {
 bool ParseInteger(const std::string& text, std::int64_t* value);
 
 // Whether the current test locale is in `text`: "any", "mb" (the multibyte
-// one, UTF-8 natively and code page 932 under Wine), or a comma list of C,
-// utf8 and cp932. False if `text` names none of these.
+// one, UTF-8 natively and code page 932 under Wine), or one of C, utf8 and
+// cp932. False if `text` is none of these.
 bool ParseLocales(const std::string& text, bool* here);
 
 }  // namespace kztest
