@@ -1,0 +1,289 @@
+// The run-time's character functions against the rows recorded from the
+// Windows run-time under Wine in data/: case mapping and case-folding
+// comparison (casemap.txt), the multibyte conversions and the replacing ones
+// that stand in when they refuse a text (conversions.txt), and wcstol
+// (number.txt). The same rows run on both builds: natively they hold
+// platform/posix/ to account, in the Windows build the run-time itself, so a
+// row that fails on one build only is a difference between the two. Rows are
+// keyed on the locale: the C-locale rows hold on both builds alike, the
+// multibyte rows hold for UTF-8 natively and for code page 932 under Wine.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "platform/platform.h"
+
+#include "data_file.h"
+#include "test_support.h"
+
+namespace {
+
+// "unit lower upper" in four hex digits each: sets the unit's entry.
+bool ParseMapping(const kztest::Line& line, std::vector<std::uint32_t>* table) {
+  std::int64_t units[3] = {};
+  for (std::size_t i = 0; i < 3 && line.fields.size() == 3; ++i) {
+    const kztest::Field& field = line.fields[i];
+    if (field.quoted || field.bare.size() != 4 ||
+        !kztest::ParseInteger("0x" + field.bare, &units[i])) {
+      break;
+    }
+    if (i == 2) {
+      (*table)[units[0]] = std::uint32_t(units[1] << 16 | units[2]);
+      return true;
+    }
+  }
+  ADD_FAILURE() << line.where << ": expected unit lower upper in hex";
+  return false;
+}
+
+// "name locales a b => sign": the sign of compare(a, b), with a and b as
+// bytes or as units, if the row holds in the current locale.
+template <typename Unit>
+bool Compare(const kztest::Line& line,
+             int (*compare)(const Unit*, const Unit*)) {
+  kztest::Fields fields(line);
+  std::u16string name, a, b;
+  bool here = false;
+  std::int64_t sign = 0;
+  if (!fields.Text(&name) || !fields.Locales(&here) || !fields.Text(&a) ||
+      !fields.Text(&b) || !fields.Expect("=>") ||
+      !fields.Integer(-1, 1, &sign) ||
+      (!fields.AtEnd() && fields.Fail("text after the row")) || !here) {
+    return false;
+  }
+  const std::basic_string<Unit> x(a.begin(), a.end()), y(b.begin(), b.end());
+  EXPECT_EQ(sign, kztest::Sign(compare(x.c_str(), y.c_str())))
+      << line.where << " " << std::string(name.begin(), name.end());
+  return true;
+}
+
+// Every unit maps as recorded (C: ASCII letters only; elsewhere the full
+// table; units left out map to itself), then _stricmp and _wcsicmp on the
+// rows of the current locale. What each group catches is said in the file.
+TEST(CaseMapping, RecordedTables) {
+  std::vector<kztest::Line> lines;
+  ASSERT_TRUE(kztest::ReadDataFile("casemap.txt", &lines));
+  // [0]: the C locale, [1]: any other; lower case << 16 | upper case.
+  std::vector<std::uint32_t> tables[2];
+  int mapped[2] = {0, 0};
+  for (std::vector<std::uint32_t>& table : tables) {
+    for (std::uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
+      table.push_back(unit << 16 | unit);
+    }
+  }
+  int compared = 0;
+  for (const kztest::Line& line : lines) {
+    const std::string& section = line.section;
+    if (section == "mapping:C" || section == "mapping:other") {
+      const int which = section == "mapping:C" ? 0 : 1;
+      mapped[which] += ParseMapping(line, &tables[which]);
+    } else if (section == "_stricmp") {
+      compared += Compare<char>(line, platform::_stricmp);
+    } else if (section == "_wcsicmp") {
+      compared += Compare<WCHAR>(line, platform::_wcsicmp);
+    } else {
+      ADD_FAILURE() << line.where << ": row outside a known [section]";
+    }
+  }
+  // 52 ASCII letters in C, some 2300 units elsewhere.
+  EXPECT_EQ(52, mapped[0]) << "mapping rows went missing";
+  EXPECT_GE(mapped[1], 2000) << "mapping rows went missing";
+  EXPECT_GE(compared, 20) << "comparison rows went missing";
+
+  const std::vector<std::uint32_t>& table =
+      tables[kztest::MultibyteLocale() ? 1 : 0];
+  int wrong = 0;
+  for (unsigned unit = 0; unit <= 0xFFFF && wrong <= 10; ++unit) {
+    const WCHAR w = static_cast<WCHAR>(unit);
+    const std::uint32_t got =
+        std::uint32_t(platform::towlower(w)) << 16 | platform::towupper(w);
+    if (got != table[unit]) {
+      ++wrong;
+      ADD_FAILURE() << std::hex << "U+" << unit << " lower << 16 | upper "
+                    << got << ", want " << table[unit];
+    }
+  }
+  // A null text is refused with the run-time's error value, not a crash.
+  for (int which = 0; which < 2; ++which) {
+    EXPECT_EQ(0x7FFFFFFF,
+              platform::_stricmp(which ? "a" : nullptr, which ? nullptr : "a"));
+    EXPECT_EQ(0x7FFFFFFF, platform::_wcsicmp(which ? OLESTR("a") : nullptr,
+                                             which ? nullptr : OLESTR("a")));
+  }
+}
+
+
+constexpr std::size_t kFail = static_cast<std::size_t>(-1);
+// As `room`: call with a null destination (and a limit of 0).
+constexpr std::size_t kNoDst = static_cast<std::size_t>(-2);
+
+std::size_t StrictToMbs(char* dst, const WCHAR* src, std::size_t n) {
+  return platform::wcstombs(dst, src, n);
+}
+std::size_t StrictToWide(WCHAR* dst, const char* src, std::size_t n) {
+  return platform::mbstowcs(dst, src, n);
+}
+
+// One row, "name locales source room => result written [terminated]", with
+// destination units of type Out and source units of type In. The
+// destination has spare room after `room`, filled with a sentinel: a write
+// past the limit, or a terminator where none belongs, changes it.
+template <typename Out, typename In>
+bool Check(std::size_t (*convert)(Out*, const In*, std::size_t),
+           const kztest::Line& line, Out sentinel) {
+  SCOPED_TRACE(line.where);
+  kztest::Fields fields(line);
+  std::u16string name, source, expected;
+  bool here = false, null = false;
+  std::int64_t room = kNoDst, result = kFail;
+  if (!fields.Text(&name) || !fields.Locales(&here) ||
+      !fields.TextOrNull(&source, &null) ||
+      !(fields.Word("nodst") || fields.Integer(0, 1000, &room)) ||
+      !fields.Expect("=>") ||
+      !(fields.Word("fail") || fields.Integer(0, 1000, &result)) ||
+      !fields.Text(&expected)) {
+    return false;
+  }
+  const bool terminated = fields.Word("terminated");
+  if (!fields.AtEnd()) return fields.Fail("text after the row");
+  if (!here) return false;
+  std::basic_string<In> text(source.begin(), source.end());
+  const In* src = null ? nullptr : text.c_str();
+  if (static_cast<std::size_t>(room) == kNoDst) {
+    EXPECT_EQ(static_cast<std::size_t>(result), convert(nullptr, src, 0));
+    return true;
+  }
+  std::vector<Out> buffer(static_cast<std::size_t>(room) + 3, sentinel);
+  const std::size_t got = convert(buffer.data(), src, std::size_t(room));
+  EXPECT_EQ(static_cast<std::size_t>(result), got);
+  if (got == kFail || got != static_cast<std::size_t>(result)) return true;
+  std::u16string written;
+  for (std::size_t i = 0; i < got; ++i) {
+    written.push_back(std::make_unsigned_t<Out>(buffer[i]));
+  }
+  EXPECT_EQ(expected, written);
+  for (std::size_t i = got; i < buffer.size(); ++i) {
+    EXPECT_EQ(i == got && terminated ? Out{0} : sentinel, buffer[i])
+        << "at unit " << i;
+  }
+  return true;
+}
+
+// Every row of data/conversions.txt for the current locale, in the section
+// of its function; what each group catches is said in the file.
+TEST(Conversions, RecordedRows) {
+  std::vector<kztest::Line> lines;
+  ASSERT_TRUE(kztest::ReadDataFile("conversions.txt", &lines));
+  const WCHAR unit = 0xAAAA;
+  const char byte = 0x5A;
+  int ran = 0;
+  for (const kztest::Line& line : lines) {
+    const std::string& section = line.section;
+    if (section == "mbstowcs") {
+      ran += Check(StrictToWide, line, unit);
+    } else if (section == "wcstombs") {
+      ran += Check(StrictToMbs, line, byte);
+    } else if (section == "MbsToWideReplacing") {
+      ran += Check(platform::MbsToWideReplacing, line, unit);
+    } else if (section == "WideToMbsReplacing") {
+      ran += Check(platform::WideToMbsReplacing, line, byte);
+    } else {
+      ADD_FAILURE() << line.where << ": row outside a known [section]";
+    }
+  }
+  EXPECT_GT(ran, 30) << "rows went missing";
+}
+
+// The C locale is a byte-for-unit identity both ways over all of 0x01-0xFF:
+// a C library that refuses bytes 0x80 and up in "C" fails here.
+TEST(Conversions, CLocaleMapsEveryByteToItsUnitAndBack) {
+  if (kztest::MultibyteLocale()) GTEST_SKIP() << "runs in the C locale";
+  char bytes[256] = {};
+  WCHAR wide[256];
+  char back[256];
+  for (int i = 1; i < 256; ++i) bytes[i - 1] = static_cast<char>(i);
+  ASSERT_EQ(255u, platform::mbstowcs(wide, bytes, 256));
+  for (int i = 0; i < 256; ++i) ASSERT_EQ((i + 1) % 256, wide[i]);
+  ASSERT_EQ(255u, platform::wcstombs(back, wide, 256));
+  EXPECT_EQ(0, std::memcmp(bytes, back, 256));
+}
+
+
+// The units that the run-time skips before a number.
+const unsigned kSpaces[] = {0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,
+                            0xA0,   0x1680, 0x2000, 0x2001, 0x2002, 0x2003,
+                            0x2004, 0x2005, 0x2006, 0x2007, 0x2008, 0x2009,
+                            0x200A, 0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
+// The first unit of each run of ten that it reads as the digits 0 to 9.
+const unsigned kZeros[] = {0x30,  0x660, 0x6F0,  0x966,  0x9E6,  0xA66,
+                           0xAE6, 0xB66, 0xCE6,  0xC66,  0xD66,  0xE50,
+                           0xED0, 0xF20, 0x1040, 0x17E0, 0x1810, 0xFF10};
+
+// Every unit before a digit, in base 10: white space and '+' give 7, '-'
+// gives -7, a digit d gives 10 d + 7, each after both units; anything else
+// gives 0 with the end at the start. Catches white space or digits taken
+// from the host's C library (which knows other sets), or a sign that
+// swallows the unit behind it.
+TEST(NumberParsing, EveryUnitBeforeADigit) {
+  int wrong = 0;
+  for (unsigned unit = 1; unit <= 0xFFFF && wrong <= 10; ++unit) {
+    long value = unit == '+' ? 7 : unit == '-' ? -7 : 0;
+    for (unsigned space : kSpaces) value = unit == space ? 7 : value;
+    for (unsigned zero : kZeros) {
+      if (unit >= zero && unit <= zero + 9) value = (unit - zero) * 10L + 7;
+    }
+    const long end = value != 0 ? 2 : 0;
+    const WCHAR text[] = {static_cast<WCHAR>(unit), '7', 0};
+    WCHAR* stop = nullptr;
+    const long got = platform::wcstol(text, &stop, 10);
+    if (got != value || stop - text != end) {
+      ++wrong;
+      ADD_FAILURE() << std::hex << "U+" << unit << std::dec << ": " << got
+                    << " end " << (stop - text) << ", want " << value << " end "
+                    << end;
+    }
+  }
+}
+
+// The recorded rows of data/number.txt, each also with a null end pointer,
+// which changes nothing.
+TEST(NumberParsing, RecordedRows) {
+  std::vector<kztest::Line> lines;
+  ASSERT_TRUE(kztest::ReadDataFile("number.txt", &lines));
+  for (const kztest::Line& line : lines) {
+    SCOPED_TRACE(line.where);
+    kztest::Fields fields(line);
+    std::u16string name, text;
+    std::int64_t base = 0, value = 0, end = -1;
+    if (!fields.Text(&name) || !fields.Text(&text) ||
+        !fields.Integer(-1, 37, &base) || !fields.Expect("=>") ||
+        !fields.Integer(INT32_MIN, INT32_MAX, &value) ||
+        !(fields.Word("untouched") || fields.Integer(0, 100, &end))) {
+      continue;
+    }
+    const int error = fields.Word("ERANGE")   ? ERANGE
+                      : fields.Word("EINVAL") ? EINVAL
+                      : fields.Word("0")      ? 0
+                                              : -1;
+    if (error < 0 || !fields.AtEnd()) {
+      fields.Fail("errno is 0, ERANGE or EINVAL, and ends the row");
+      continue;
+    }
+    const std::basic_string<WCHAR> units(text.begin(), text.end());
+    WCHAR untouched[] = {0};
+    WCHAR* stop = untouched;
+    errno = 0;
+    EXPECT_EQ(value, platform::wcstol(units.c_str(), &stop, int(base)));
+    EXPECT_EQ(end, stop == untouched ? -1 : stop - units.c_str());
+    EXPECT_EQ(error, errno);
+    EXPECT_EQ(value, platform::wcstol(units.c_str(), nullptr, int(base)));
+  }
+  EXPECT_GT(lines.size(), 40u) << "rows went missing";
+}
+
+}  // namespace
