@@ -117,7 +117,6 @@ TEST(CaseMapping, RecordedTables) {
   }
 }
 
-
 constexpr std::size_t kFail = static_cast<std::size_t>(-1);
 // As `room`: call with a null destination (and a limit of 0).
 constexpr std::size_t kNoDst = static_cast<std::size_t>(-2);
@@ -212,7 +211,6 @@ TEST(Conversions, CLocaleMapsEveryByteToItsUnitAndBack) {
   ASSERT_EQ(255u, platform::wcstombs(back, wide, 256));
   EXPECT_EQ(0, std::memcmp(bytes, back, 256));
 }
-
 
 // The units that the run-time skips before a number.
 const unsigned kSpaces[] = {0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,

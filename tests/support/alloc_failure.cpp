@@ -13,13 +13,12 @@ namespace {
 
 void* Allocate(std::size_t size) {
   if (platform::FailThisAllocation()) throw std::bad_alloc();
-  for (;;) {
-    void* p = std::malloc(size != 0 ? size : 1);
-    if (p != nullptr) return p;
-    std::new_handler handler = std::get_new_handler();
-    if (handler == nullptr) throw std::bad_alloc();
-    handler();
+  void* p = nullptr;
+  while ((p = std::malloc(size != 0 ? size : 1)) == nullptr) {
+    if (std::get_new_handler() == nullptr) throw std::bad_alloc();
+    std::get_new_handler()();
   }
+  return p;
 }
 
 void* AllocateNoThrow(std::size_t size) noexcept {

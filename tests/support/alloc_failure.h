@@ -26,24 +26,6 @@
 
 namespace kztest {
 
-namespace detail {
-
-// One run's window, closed however op leaves.
-class AllocationWindow {
- public:
-  explicit AllocationWindow(unsigned failAt) {
-    platform::OpenAllocationWindow(failAt);
-  }
-  ~AllocationWindow() { platform::CloseAllocationWindow(); }
-  AllocationWindow(const AllocationWindow&) = delete;
-  AllocationWindow& operator=(const AllocationWindow&) = delete;
-  unsigned Close() {
-    return static_cast<unsigned>(platform::CloseAllocationWindow());
-  }
-};
-
-}  // namespace detail
-
 // Runs op(0) once with no failure, counting the allocations made from op's
 // start until it asks InjectedFailureFired() or returns: that is the count.
 // Then runs op(n) for each n = 1..count with the n-th of those allocations
@@ -53,21 +35,22 @@ class AllocationWindow {
 // (an operation that allocates differently each time) is a test failure.
 template <typename Op>
 unsigned ForEachFailingAllocation(Op op) {
+  // Closes the run's window however op leaves.
+  struct Window {
+    explicit Window(unsigned n) { platform::OpenAllocationWindow(n); }
+    ~Window() { platform::CloseAllocationWindow(); }
+  };
   unsigned count = 0;
-  {
-    detail::AllocationWindow window(0);
-    op(0u);
-    count = window.Close();
-  }
-  for (unsigned n = 1; n <= count; ++n) {
-    bool fired = false;
+  for (unsigned n = 0; n <= count; ++n) {
+    unsigned counted = 0;
     {
-      detail::AllocationWindow window(n);
+      Window window(n);
       op(n);
-      window.Close();
-      fired = platform::AllocationFailureFired();
+      counted = static_cast<unsigned>(platform::CloseAllocationWindow());
     }
-    if (!fired) {
+    if (n == 0) {
+      count = counted;
+    } else if (!platform::AllocationFailureFired()) {
       ADD_FAILURE() << "allocation " << n << " of " << count << " never came";
     }
   }

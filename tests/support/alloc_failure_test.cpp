@@ -14,70 +14,54 @@
 
 namespace {
 
-// The appended operand, made before any window opens.
-const CKZString kMore(OLESTR("cd"));
+// The string a row starts from, made before any window opens: 0 empty,
+// 1 "ab" in a block of the library's own, 2 to 4 "ab" in a CRT, OLE or BSTR
+// buffer that Grow makes the string grow in place.
+CKZString Start(int kind) {
+  CKZString s;
+  if (kind == 1) s = OLESTR("ab");
+  if (kind == 2) s.Attach_CRT(kztest::MallocWide(OLESTR("ab")));
+  if (kind == 3) s.Attach_OLE(kztest::OleWide(OLESTR("ab")));
+  if (kind == 4) s.Attach_BSTR(kztest::Bstr(OLESTR("ab")));
+  return s;
+}
+
+bool Grow(CKZString& s) {
+  s += OLESTR("cd");
+  return s.Length() == 4;
+}
 
 // An operation whose first allocation is of one kind; true if it got it.
-struct Row {
+const struct {
   const char* name;
-  CKZString (*setup)();
+  int setup;
   bool (*run)(CKZString& s);
-};
-
-const Row kRows[] = {
-    {"malloc: a new block's record", [] { return CKZString(); },
+} kRows[] = {
+    {"malloc: a new block's record", 0,
      [](CKZString& s) {
        s = OLESTR("x");  // the record, then the buffer
        return s == OLESTR("x");
      }},
-    {"realloc: growth of a CRT buffer",
-     [] {
-       CKZString s;
-       s.Attach_CRT(kztest::MallocWide(OLESTR("ab")));
-       return s;
-     },
-     [](CKZString& s) {
-       s += kMore;
-       return s.Length() == 4;
-     }},
-    {"CoTaskMemAlloc: GetBufferCopy", [] { return CKZString(OLESTR("ab")); },
+    {"realloc: growth of a CRT buffer", 2, Grow},
+    {"CoTaskMemAlloc: GetBufferCopy", 1,
      [](CKZString& s) {
        WCHAR* copy = nullptr;
        s.GetBufferCopy(&copy);
        CoTaskMemFree(copy);
        return copy != nullptr;
      }},
-    {"CoTaskMemRealloc: growth of an OLE buffer",
-     [] {
-       CKZString s;
-       s.Attach_OLE(kztest::OleWide(OLESTR("ab")));
-       return s;
-     },
-     [](CKZString& s) {
-       s += kMore;
-       return s.Length() == 4;
-     }},
-    {"SysAllocString: AllocBSTR", [] { return CKZString(OLESTR("ab")); },
+    {"CoTaskMemRealloc: growth of an OLE buffer", 3, Grow},
+    {"SysAllocString: AllocBSTR", 1,
      [](CKZString& s) {
        BSTR copy = s.AllocBSTR();
        SysFreeString(copy);
        return copy != nullptr;
      }},
-    {"SysReAllocStringLen: growth of a BSTR",
-     [] {
-       CKZString s;
-       s.Attach_BSTR(kztest::Bstr(OLESTR("ab")));
-       return s;
-     },
-     [](CKZString& s) {
-       s += kMore;
-       return s.Length() == 4;
-     }},
-    {"operator new of the test binary", [] { return CKZString(); },
+    {"SysReAllocStringLen: growth of a BSTR", 4, Grow},
+    {"operator new of the test binary", 0,
      [](CKZString&) {
        try {
-         std::vector<int> v;
-         v.reserve(8);
+         std::vector<int>().reserve(8);
          return true;
        } catch (const std::bad_alloc&) {
          return false;
@@ -86,13 +70,13 @@ const Row kRows[] = {
 };
 
 TEST(AllocationFailure, EachAllocatorReachesTheWindow) {
-  for (const Row& row : kRows) {
+  for (const auto& row : kRows) {
     SCOPED_TRACE(row.name);
     const unsigned count = kztest::ForEachFailingAllocation([&](unsigned n) {
       CKZString s;
       {
         kztest::NoInjectedFailures setup;
-        s = row.setup();
+        s = Start(row.setup);
       }
       const bool got = row.run(s);
       const bool fired = kztest::InjectedFailureFired();
