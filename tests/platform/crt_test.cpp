@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -22,100 +23,6 @@
 #include "test_support.h"
 
 namespace {
-
-// "unit lower upper" in four hex digits each: sets the unit's entry.
-bool ParseMapping(const kztest::Line& line, std::vector<std::uint32_t>* table) {
-  std::int64_t units[3] = {};
-  for (std::size_t i = 0; i < 3 && line.fields.size() == 3; ++i) {
-    const kztest::Field& field = line.fields[i];
-    if (field.quoted || field.bare.size() != 4 ||
-        !kztest::ParseInteger("0x" + field.bare, &units[i])) {
-      break;
-    }
-    if (i == 2) {
-      (*table)[units[0]] = std::uint32_t(units[1] << 16 | units[2]);
-      return true;
-    }
-  }
-  ADD_FAILURE() << line.where << ": expected unit lower upper in hex";
-  return false;
-}
-
-// "name locales a b => sign": the sign of compare(a, b), with a and b as
-// bytes or as units, if the row holds in the current locale.
-template <typename Unit>
-bool Compare(const kztest::Line& line,
-             int (*compare)(const Unit*, const Unit*)) {
-  kztest::Fields fields(line);
-  std::u16string name, a, b;
-  bool here = false;
-  std::int64_t sign = 0;
-  if (!fields.Text(&name) || !fields.Locales(&here) || !fields.Text(&a) ||
-      !fields.Text(&b) || !fields.Expect("=>") ||
-      !fields.Integer(-1, 1, &sign) ||
-      (!fields.AtEnd() && fields.Fail("text after the row")) || !here) {
-    return false;
-  }
-  const std::basic_string<Unit> x(a.begin(), a.end()), y(b.begin(), b.end());
-  EXPECT_EQ(sign, kztest::Sign(compare(x.c_str(), y.c_str())))
-      << line.where << " " << std::string(name.begin(), name.end());
-  return true;
-}
-
-// Every unit maps as recorded (C: ASCII letters only; elsewhere the full
-// table; units left out map to itself), then _stricmp and _wcsicmp on the
-// rows of the current locale. What each group catches is said in the file.
-TEST(CaseMapping, RecordedTables) {
-  std::vector<kztest::Line> lines;
-  ASSERT_TRUE(kztest::ReadDataFile("casemap.txt", &lines));
-  // [0]: the C locale, [1]: any other; lower case << 16 | upper case.
-  std::vector<std::uint32_t> tables[2];
-  int mapped[2] = {0, 0};
-  for (std::vector<std::uint32_t>& table : tables) {
-    for (std::uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
-      table.push_back(unit << 16 | unit);
-    }
-  }
-  int compared = 0;
-  for (const kztest::Line& line : lines) {
-    const std::string& section = line.section;
-    if (section == "mapping:C" || section == "mapping:other") {
-      const int which = section == "mapping:C" ? 0 : 1;
-      mapped[which] += ParseMapping(line, &tables[which]);
-    } else if (section == "_stricmp") {
-      compared += Compare<char>(line, platform::_stricmp);
-    } else if (section == "_wcsicmp") {
-      compared += Compare<WCHAR>(line, platform::_wcsicmp);
-    } else {
-      ADD_FAILURE() << line.where << ": row outside a known [section]";
-    }
-  }
-  // 52 ASCII letters in C, some 2300 units elsewhere.
-  EXPECT_EQ(52, mapped[0]) << "mapping rows went missing";
-  EXPECT_GE(mapped[1], 2000) << "mapping rows went missing";
-  EXPECT_GE(compared, 20) << "comparison rows went missing";
-
-  const std::vector<std::uint32_t>& table =
-      tables[kztest::MultibyteLocale() ? 1 : 0];
-  int wrong = 0;
-  for (unsigned unit = 0; unit <= 0xFFFF && wrong <= 10; ++unit) {
-    const WCHAR w = static_cast<WCHAR>(unit);
-    const std::uint32_t got =
-        std::uint32_t(platform::towlower(w)) << 16 | platform::towupper(w);
-    if (got != table[unit]) {
-      ++wrong;
-      ADD_FAILURE() << std::hex << "U+" << unit << " lower << 16 | upper "
-                    << got << ", want " << table[unit];
-    }
-  }
-  // A null text is refused with the run-time's error value, not a crash.
-  for (int which = 0; which < 2; ++which) {
-    EXPECT_EQ(0x7FFFFFFF,
-              platform::_stricmp(which ? "a" : nullptr, which ? nullptr : "a"));
-    EXPECT_EQ(0x7FFFFFFF, platform::_wcsicmp(which ? OLESTR("a") : nullptr,
-                                             which ? nullptr : OLESTR("a")));
-  }
-}
 
 constexpr std::size_t kFail = static_cast<std::size_t>(-1);
 // As `room`: call with a null destination (and a limit of 0).
@@ -173,31 +80,6 @@ bool Check(std::size_t (*convert)(Out*, const In*, std::size_t),
   return true;
 }
 
-// Every row of data/conversions.txt for the current locale, in the section
-// of its function; what each group catches is said in the file.
-TEST(Conversions, RecordedRows) {
-  std::vector<kztest::Line> lines;
-  ASSERT_TRUE(kztest::ReadDataFile("conversions.txt", &lines));
-  const WCHAR unit = 0xAAAA;
-  const char byte = 0x5A;
-  int ran = 0;
-  for (const kztest::Line& line : lines) {
-    const std::string& section = line.section;
-    if (section == "mbstowcs") {
-      ran += Check(StrictToWide, line, unit);
-    } else if (section == "wcstombs") {
-      ran += Check(StrictToMbs, line, byte);
-    } else if (section == "MbsToWideReplacing") {
-      ran += Check(platform::MbsToWideReplacing, line, unit);
-    } else if (section == "WideToMbsReplacing") {
-      ran += Check(platform::WideToMbsReplacing, line, byte);
-    } else {
-      ADD_FAILURE() << line.where << ": row outside a known [section]";
-    }
-  }
-  EXPECT_GT(ran, 30) << "rows went missing";
-}
-
 // The C locale is a byte-for-unit identity both ways over all of 0x01-0xFF:
 // a C library that refuses bytes 0x80 and up in "C" fails here.
 TEST(Conversions, CLocaleMapsEveryByteToItsUnitAndBack) {
@@ -248,40 +130,135 @@ TEST(NumberParsing, EveryUnitBeforeADigit) {
   }
 }
 
-// The recorded rows of data/number.txt, each also with a null end pointer,
-// which changes nothing.
-TEST(NumberParsing, RecordedRows) {
-  std::vector<kztest::Line> lines;
-  ASSERT_TRUE(kztest::ReadDataFile("number.txt", &lines));
-  for (const kztest::Line& line : lines) {
-    SCOPED_TRACE(line.where);
-    kztest::Fields fields(line);
-    std::u16string name, text;
-    std::int64_t base = 0, value = 0, end = -1;
-    if (!fields.Text(&name) || !fields.Text(&text) ||
-        !fields.Integer(-1, 37, &base) || !fields.Expect("=>") ||
-        !fields.Integer(INT32_MIN, INT32_MAX, &value) ||
-        !(fields.Word("untouched") || fields.Integer(0, 100, &end))) {
-      continue;
-    }
-    const int error = fields.Word("ERANGE")   ? ERANGE
-                      : fields.Word("EINVAL") ? EINVAL
-                      : fields.Word("0")      ? 0
-                                              : -1;
-    if (error < 0 || !fields.AtEnd()) {
-      fields.Fail("errno is 0, ERANGE or EINVAL, and ends the row");
-      continue;
-    }
-    const std::basic_string<WCHAR> units(text.begin(), text.end());
-    WCHAR untouched[] = {0};
-    WCHAR* stop = untouched;
-    errno = 0;
-    EXPECT_EQ(value, platform::wcstol(units.c_str(), &stop, int(base)));
-    EXPECT_EQ(end, stop == untouched ? -1 : stop - units.c_str());
-    EXPECT_EQ(error, errno);
-    EXPECT_EQ(value, platform::wcstol(units.c_str(), nullptr, int(base)));
+// "name locales a b => sign": the sign of compare(a, b), with a and b as
+// bytes or as units, if the row holds in the current locale.
+template <typename Unit>
+bool Compare(const kztest::Line& line,
+             int (*compare)(const Unit*, const Unit*)) {
+  kztest::Fields fields(line);
+  std::u16string name, a, b;
+  bool here = false;
+  std::int64_t sign = 0;
+  if (!fields.Text(&name) || !fields.Locales(&here) || !fields.Text(&a) ||
+      !fields.Text(&b) || !fields.Expect("=>") ||
+      !fields.Integer(-1, 1, &sign) ||
+      (!fields.AtEnd() && fields.Fail("text after the row")) || !here) {
+    return false;
   }
-  EXPECT_GT(lines.size(), 40u) << "rows went missing";
+  const std::basic_string<Unit> x(a.begin(), a.end()), y(b.begin(), b.end());
+  EXPECT_EQ(sign, kztest::Sign(compare(x.c_str(), y.c_str())))
+      << line.where << " " << std::string(name.begin(), name.end());
+  return true;
+}
+
+// "name "text" base => value end errno", also with a null end pointer,
+// which changes nothing.
+bool CheckNumber(const kztest::Line& line) {
+  SCOPED_TRACE(line.where);
+  kztest::Fields fields(line);
+  std::u16string name, text;
+  std::int64_t base = 0, value = 0, end = -1;
+  if (!fields.Text(&name) || !fields.Text(&text) ||
+      !fields.Integer(-1, 37, &base) || !fields.Expect("=>") ||
+      !fields.Integer(INT32_MIN, INT32_MAX, &value) ||
+      !(fields.Word("untouched") || fields.Integer(0, 100, &end))) {
+    return false;
+  }
+  const int error = fields.Word("ERANGE")   ? ERANGE
+                    : fields.Word("EINVAL") ? EINVAL
+                    : fields.Word("0")      ? 0
+                                            : -1;
+  if (error < 0 || !fields.AtEnd()) {
+    return fields.Fail("errno is 0, ERANGE or EINVAL, and ends the row");
+  }
+  const std::basic_string<WCHAR> units(text.begin(), text.end());
+  WCHAR untouched[] = {0};
+  WCHAR* stop = untouched;
+  errno = 0;
+  EXPECT_EQ(value, platform::wcstol(units.c_str(), &stop, int(base)));
+  EXPECT_EQ(end, stop == untouched ? -1 : stop - units.c_str());
+  EXPECT_EQ(error, errno);
+  EXPECT_EQ(value, platform::wcstol(units.c_str(), nullptr, int(base)));
+  return true;
+}
+
+// Every row of the three files for the current locale, by the section of its
+// function: what each group catches is said in the file. Then every unit
+// maps as recorded (C: ASCII letters only; elsewhere the full table; a unit
+// left out maps to itself), and a null text given to _stricmp or _wcsicmp is
+// refused with the run-time's error value, not a crash.
+TEST(CharacterFunctions, RecordedRows) {
+  // [0]: the C locale, [1]: any other; lower case << 16 | upper case.
+  std::vector<std::uint32_t> tables[2];
+  for (std::uint32_t unit = 0; unit <= 0xFFFF; ++unit) {
+    tables[0].push_back(unit << 16 | unit);
+  }
+  tables[1] = tables[0];
+  std::map<std::string, int> ran;
+  for (const char* file : {"casemap.txt", "conversions.txt", "number.txt"}) {
+    std::vector<kztest::Line> lines;
+    ASSERT_TRUE(kztest::ReadDataFile(file, &lines));
+    for (const kztest::Line& line : lines) {
+      const std::string& section = line.section;
+      const WCHAR unit = 0xAAAA;
+      const char byte = 0x5A;
+      kztest::Fields fields(line);
+      std::int64_t u[3] = {};
+      bool done = false;
+      if (section == "mapping:C" || section == "mapping:other") {
+        done = fields.Integer(0, 0xFFFF, &u[0]) &&
+               fields.Integer(0, 0xFFFF, &u[1]) &&
+               fields.Integer(0, 0xFFFF, &u[2]) &&
+               (fields.AtEnd() || fields.Fail("text after the row"));
+        if (done) {
+          tables[section == "mapping:other"][u[0]] =
+              std::uint32_t(u[1] << 16 | u[2]);
+        }
+      } else if (section == "_stricmp") {
+        done = Compare<char>(line, platform::_stricmp);
+      } else if (section == "_wcsicmp") {
+        done = Compare<WCHAR>(line, platform::_wcsicmp);
+      } else if (section == "mbstowcs") {
+        done = Check(StrictToWide, line, unit);
+      } else if (section == "wcstombs") {
+        done = Check(StrictToMbs, line, byte);
+      } else if (section == "MbsToWideReplacing") {
+        done = Check(platform::MbsToWideReplacing, line, unit);
+      } else if (section == "WideToMbsReplacing") {
+        done = Check(platform::WideToMbsReplacing, line, byte);
+      } else if (section == "wcstol") {
+        done = CheckNumber(line);
+      } else {
+        ADD_FAILURE() << line.where << ": row outside a known [section]";
+      }
+      ran[section] += done;
+    }
+  }
+  // 52 ASCII letters in C, some 2300 units elsewhere.
+  EXPECT_EQ(52, ran["mapping:C"]) << "rows went missing";
+  EXPECT_GE(ran["mapping:other"], 2000) << "rows went missing";
+  EXPECT_GE(ran["_stricmp"] + ran["_wcsicmp"], 20) << "rows went missing";
+  EXPECT_GT(ran["mbstowcs"] + ran["wcstombs"], 20) << "rows went missing";
+  EXPECT_GT(ran["wcstol"], 40) << "rows went missing";
+  const std::vector<std::uint32_t>& table =
+      tables[kztest::MultibyteLocale() ? 1 : 0];
+  int wrong = 0;
+  for (unsigned unit = 0; unit <= 0xFFFF && wrong <= 10; ++unit) {
+    const WCHAR w = static_cast<WCHAR>(unit);
+    const std::uint32_t got =
+        std::uint32_t(platform::towlower(w)) << 16 | platform::towupper(w);
+    if (got != table[unit]) {
+      ++wrong;
+      ADD_FAILURE() << std::hex << "U+" << unit << " lower << 16 | upper "
+                    << got << ", want " << table[unit];
+    }
+  }
+  for (int which = 0; which < 2; ++which) {
+    EXPECT_EQ(0x7FFFFFFF,
+              platform::_stricmp(which ? "a" : nullptr, which ? nullptr : "a"));
+    EXPECT_EQ(0x7FFFFFFF, platform::_wcsicmp(which ? OLESTR("a") : nullptr,
+                                             which ? nullptr : OLESTR("a")));
+  }
 }
 
 }  // namespace
