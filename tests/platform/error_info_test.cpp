@@ -6,6 +6,7 @@
 
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "test_support.h"
 
@@ -15,8 +16,7 @@ namespace {
 int g_marker;
 IErrorInfo* const kUntouched = reinterpret_cast<IErrorInfo*>(&g_marker);
 
-// A new object's IErrorInfo and its ICreateErrorInfo, or the first released
-// at once.
+// A new object's IErrorInfo, and its ICreateErrorInfo if `create` wants it.
 IErrorInfo* NewInfo(ICreateErrorInfo** create = nullptr) {
   ICreateErrorInfo* c = nullptr;
   void* info = nullptr;
@@ -49,10 +49,9 @@ std::u16string Text(IErrorInfo* info, HRESULT (IErrorInfo::*get)(BSTR*)) {
   return out;
 }
 
-// Each text field, set by the calls of a row, published and taken back:
-// unset or null gives a null BSTR with S_OK, "" stays empty, null clears.
-// Faults: the wrong field, the caller's pointer kept instead of a copy, null
-// and "" mixed up.
+// Each text field, set, published and taken back: unset or null gives a null
+// BSTR with S_OK, "" stays empty, null clears. Faults: the wrong field, the
+// caller's pointer kept instead of a copy, null and "" mixed up.
 TEST(ErrorInfo, TextFieldsRoundTrip) {
   struct Field {
     HRESULT (ICreateErrorInfo::*set)(LPOLESTR);
@@ -62,30 +61,28 @@ TEST(ErrorInfo, TextFieldsRoundTrip) {
       {&ICreateErrorInfo::SetDescription, &IErrorInfo::GetDescription},
       {&ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile},
   };
-  struct Row {
-    const char* name;
-    int calls;
-    const OLECHAR* texts[2];  // a null text is a call with null
+  // The setter calls of each row (a null text is a call with null), and
+  // what the getter reads then.
+  const struct {
+    std::vector<const OLECHAR*> texts;
     const char16_t* read;
   } rows[] = {
-      {"unset", 0, {}, u"(null)"},
-      {"null", 1, {nullptr}, u"(null)"},
-      {"empty", 1, {OLESTR("")}, u""},
-      {"replaced", 2, {OLESTR("abc"), OLESTR("de")}, u"de"},
-      {"cleared", 2, {OLESTR("abc"), nullptr}, u"(null)"},
+      {{}, u"(null)"},
+      {{nullptr}, u"(null)"},
+      {{OLESTR("")}, u""},
+      {{OLESTR("abc"), OLESTR("de")}, u"de"},
+      {{OLESTR("abc"), nullptr}, u"(null)"},
   };
   for (const Field& field : fields) {
-    for (const Row& row : rows) {
-      SCOPED_TRACE(testing::Message()
-                   << row.name << " in field " << (&field - fields));
+    for (const auto& row : rows) {
+      SCOPED_TRACE(testing::Message() << "row " << (&row - rows) << ", field "
+                                      << (&field - fields));
       ICreateErrorInfo* create = nullptr;
       IErrorInfo* info = NewInfo(&create);
       ASSERT_NE(nullptr, info);
-      for (int call = 0; call < row.calls; ++call) {
-        std::basic_string<OLECHAR> text(row.texts[call] ? row.texts[call]
-                                                        : OLESTR(""));
-        EXPECT_EQ(S_OK,
-                  (create->*field.set)(row.texts[call] ? &text[0] : nullptr));
+      for (const OLECHAR* given : row.texts) {
+        std::basic_string<OLECHAR> text(given ? given : OLESTR(""));
+        EXPECT_EQ(S_OK, (create->*field.set)(given ? &text[0] : nullptr));
         text.assign(3, 'X');  // the object must hold its own copy
       }
       EXPECT_EQ(S_OK, SetErrorInfo(0, info));

@@ -144,22 +144,21 @@ TEST(PosixModule, KzcommonIsTheLoadedLibrary) {
   void* linked = dlopen((Dir() + "/" KZ_TEST_MODULE_SONAME).c_str(),
                         RTLD_NOW | RTLD_GLOBAL);
   ASSERT_NE(nullptr, linked) << dlerror();
-  int copies = 0;
-  auto count = [&copies] {
-    copies = 0;
+  auto copies = [] {
+    int count = 0;
     dl_iterate_phdr(
         [](dl_phdr_info* info, std::size_t, void* data) -> int {
           const std::string name = info->dlpi_name ? info->dlpi_name : "";
           *static_cast<int*>(data) += name.find("libkzcommon") != name.npos;
           return 0;
         },
-        &copies);
-    return copies;
+        &count);
+    return count;
   };
-  EXPECT_EQ(1, count());
+  EXPECT_EQ(1, copies());
   HMODULE module = LoadLibraryW(OLESTR("kzcommon"));
   ASSERT_NE(nullptr, module);
-  EXPECT_EQ(1, count());
+  EXPECT_EQ(1, copies());
   EXPECT_TRUE(FreeLibrary(module));
   dlclose(linked);
 }
