@@ -26,8 +26,11 @@ CKZString Start(int kind) {
   return s;
 }
 
+// A string operand with its wide form, made before any window opens, and
+// appended in place.
+const CKZString kMore(OLESTR("cd"));
 bool Grow(CKZString& s) {
-  s += OLESTR("cd");
+  s += kMore;
   return s.Length() == 4;
 }
 
