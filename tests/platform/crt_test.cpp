@@ -11,7 +11,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <map>
 #include <string>
 #include <type_traits>
@@ -78,20 +77,6 @@ bool Check(std::size_t (*convert)(Out*, const In*, std::size_t),
         << "at unit " << i;
   }
   return true;
-}
-
-// The C locale is a byte-for-unit identity both ways over all of 0x01-0xFF:
-// a C library that refuses bytes 0x80 and up in "C" fails here.
-TEST(Conversions, CLocaleMapsEveryByteToItsUnitAndBack) {
-  if (kztest::MultibyteLocale()) GTEST_SKIP() << "runs in the C locale";
-  char bytes[256] = {};
-  WCHAR wide[256];
-  char back[256];
-  for (int i = 1; i < 256; ++i) bytes[i - 1] = static_cast<char>(i);
-  ASSERT_EQ(255u, platform::mbstowcs(wide, bytes, 256));
-  for (int i = 0; i < 256; ++i) ASSERT_EQ((i + 1) % 256, wide[i]);
-  ASSERT_EQ(255u, platform::wcstombs(back, wide, 256));
-  EXPECT_EQ(0, std::memcmp(bytes, back, 256));
 }
 
 // The units that the run-time skips before a number.
