@@ -98,12 +98,10 @@ TEST(PosixModule, NameForms) {
   rmdir(folder);
 }
 
-// Out of memory in LoadLibraryW: each of its allocations fails in turn; it
-// gives null with ERROR_NOT_ENOUGH_MEMORY (which the catalog table reports
-// as E_OUTOFMEMORY), throws nothing, and leaves neither a dlopen reference nor
-// a record behind. A module that is registered already needs no allocation.
-// The last FreeLibrary unloads the module and retires the handle: a second
-// FreeLibrary and a LoadStringW on it are refused rather than followed.
+// Out of memory in LoadLibraryW: it gives null with ERROR_NOT_ENOUGH_MEMORY,
+// throws nothing, and leaves neither a dlopen reference nor a record behind;
+// a module registered already needs no allocation. The last FreeLibrary
+// unloads the module and retires the handle, which is then refused.
 TEST(PosixModule, AllocationFailureAndUnloading) {
   ASSERT_FALSE(CatalogLoaded()) << "another test left the catalog loaded";
   const unsigned count = ForEachFailingAllocation([&](unsigned) {
@@ -136,10 +134,8 @@ TEST(PosixModule, AllocationFailureAndUnloading) {
 }
 
 // "kzcommon" answers with the library already in the process, not a second
-// copy of it (its table is read by CatalogFetch.BuiltInTable). The test binary
-// holds the library's static copy, so the module comes into the process here
-// as a client's link brings it: under its SONAME, with its symbols in the
-// global scope.
+// copy. The test binary holds the static copy, so the module comes in here as
+// a client's link brings it: under its SONAME, its symbols global.
 TEST(PosixModule, KzcommonIsTheLoadedLibrary) {
   void* linked = dlopen((Dir() + "/" KZ_TEST_MODULE_SONAME).c_str(),
                         RTLD_NOW | RTLD_GLOBAL);

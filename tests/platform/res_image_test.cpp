@@ -34,8 +34,7 @@ Bytes Block(int index, const std::u16string& text) {
   return out;
 }
 
-// One record as a resource compiler writes it, type and name as ordinals,
-// with MemoryFlags 0x1030 and the versions 0.
+// One record as a resource compiler writes it, type and name as ordinals.
 void PutRecord(Bytes& out, std::uint16_t type, std::uint16_t name,
                LangId language, const Bytes& data) {
   for (std::uint32_t value : {std::uint32_t(data.size()), 32u}) {
@@ -69,8 +68,7 @@ Bytes Patched(std::size_t offset, std::uint32_t value, int width = 4) {
   return image;
 }
 
-// A heap copy of exactly the image's size, for a reader that must stop at
-// its end.
+// A heap copy of exactly the image's size.
 struct ExactImage {
   explicit ExactImage(const Bytes& image)
       : bytes(new unsigned char[image.size()]), size(image.size()) {
@@ -96,12 +94,9 @@ std::u16string Find(const Bytes& image, UINT id, LangId user = 0x0409) {
   return text;
 }
 
-// Images and what they give: the reader's positive cases, so that the
-// refusals mean something; size fields that lie (one field of a valid image
-// patched), which must be refused without a loop or arithmetic that wraps
-// around; records whose structure is broken; and records that are not
-// string blocks. Padding missing after the last record is no fault, and the
-// first of two equal records stands.
+// Images and what they give: positive cases, so that the refusals mean
+// something; size fields that lie (refused without a loop or arithmetic that
+// wraps around); broken records; records that are not string blocks.
 TEST(ResImage, ImagesAndWhatTheyGive) {
   Bytes shortBlock;  // 3 of its 16 strings, data size consistent with that
   PutRecord(shortBlock, 6, 1, 0x0409, Bytes{1, 0, 'a', 0, 0, 0, 0, 0});

@@ -63,25 +63,17 @@ TEST(Module, NamesAndReferences) {
   EXPECT_FALSE(FreeLibrary(reinterpret_cast<HMODULE>(&local)));
 }
 
-class StringTable : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { module_ = LoadLibraryW(TestCatalogName()); }
-  static void TearDownTestSuite() {
-    if (module_ != nullptr) FreeLibrary(module_);
-    module_ = nullptr;
-  }
-  void SetUp() override {
-    ASSERT_NE(nullptr, module_) << "kz_test_catalog must lie beside the tests";
-  }
-  static HMODULE module_;
-};
-HMODULE StringTable::module_ = nullptr;
-
 // The limit, terminator and id rules, and texts longer than the catalog's
 // first buffer (260) and its reload (520). Faults: a copy off by one, a
 // terminator past the limit, a block from the full 32-bit id, a boundary one
-// id early, a long text cut at a fixed size or garbled across records.
-TEST_F(StringTable, ContractTable) {
+// id early, a long text cut at a fixed size or garbled across records. Then
+// limit 0, which gives the text in place (the pointer left alone with no
+// block), and handles that are no modules with tables: the main program
+// (null, which links kzcommon, whose table has id 3 too) and a pointer to the
+// stack give 0, as does a null buffer.
+TEST(StringTable, Contract) {
+  HMODULE module = LoadLibraryW(TestCatalogName());
+  ASSERT_NE(nullptr, module) << "kz_test_catalog must lie beside the tests";
   const std::u16string kNothing = u"(nothing)";  // nothing may be written
   const struct {
     const char* name;
@@ -117,7 +109,7 @@ TEST_F(StringTable, ContractTable) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     std::basic_string<WCHAR> buffer(2001, kUntouched);
-    int count = LoadStringW(module_, row.id, &buffer[0], row.limit);
+    int count = LoadStringW(module, row.id, &buffer[0], row.limit);
     EXPECT_EQ(row.expected, count);
     if (row.text == kNothing) {
       EXPECT_EQ(kUntouched, buffer[0]);
@@ -128,21 +120,11 @@ TEST_F(StringTable, ContractTable) {
     EXPECT_EQ(0, buffer[count]) << "terminator";
     EXPECT_EQ(kUntouched, buffer[row.limit]) << "written past the limit";
   }
-}
-
-// Limit 0 asks for the text in place: the length comes back and the pointer
-// points at the text, not terminated. With no block the pointer stays as it
-// was; an id without text in an existing block still gives a pointer. Handles
-// that are not modules with tables give 0 and never crash: the main program
-// (null) has no string table, and does not answer with the table of
-// kzcommon, which it links and which has id 3 too; a pointer to the stack is
-// no module, and a null buffer is refused.
-TEST_F(StringTable, InPlaceAndBadArguments) {
   const WCHAR sentinel[] = {kUntouched, 0};
   const WCHAR* text = nullptr;
   auto inPlace = [&](UINT id) {
     text = sentinel;
-    return LoadStringW(module_, id, reinterpret_cast<LPWSTR>(&text), 0);
+    return LoadStringW(module, id, reinterpret_cast<LPWSTR>(&text), 0);
   };
   EXPECT_EQ(10, inPlace(kIdLetters));
   EXPECT_EQ(u"ABCDEFGHIJ", Units(text, 10));
@@ -157,7 +139,8 @@ TEST_F(StringTable, InPlaceAndBadArguments) {
   EXPECT_EQ(0, LoadStringW(reinterpret_cast<HMODULE>(&local), kIdLetters,
                            buffer, 16));
   EXPECT_EQ(kUntouched, buffer[0]);
-  EXPECT_EQ(0, LoadStringW(module_, kIdLetters, nullptr, 16));
+  EXPECT_EQ(0, LoadStringW(module, kIdLetters, nullptr, 16));
+  FreeLibrary(module);
 }
 
 // Which language of a block is read, for the user's language that the
