@@ -119,6 +119,9 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
   Bytes unpadded;
   PutRecord(unpadded, 6, 1, 0x0409, Block(1, u"x"));
   unpadded.resize(unpadded.size() - 2);  // 16 counts + 1 unit = 34 bytes
+  Bytes overrun;  // id 15, the last text, one unit longer than the data
+  PutRecord(overrun, 6, 1, 0x0409, Block(15, u"x"));
+  overrun[32 + 30] = 2;
 
   const std::u16string kRefused = u"(refused)";
   struct Row {
@@ -150,6 +153,7 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
       {"type given as a name", named, 1, kRefused},
       {"two equal records", twice, 1, u"first"},
       {"last record unpadded", unpadded, 1, u"x"},
+      {"last text one unit past the data", overrun, 15, kRefused},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
