@@ -1,5 +1,4 @@
-// Runs the tests in the locale that KZ_TEST_LOCALE names ("C" if unset), so
-// that CTest can run one binary in a single-byte and in a multibyte locale.
+// Runs the tests in the locale KZ_TEST_LOCALE names ("C" if unset).
 #include <gtest/gtest.h>
 
 #include <clocale>

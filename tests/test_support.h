@@ -1,5 +1,4 @@
-// Helpers shared by the tests: locale facts, wide-text comparison and the
-// environment of the per-process cases.
+// Helpers shared by the tests.
 #ifndef KZCOMMON_TESTS_TEST_SUPPORT_H_
 #define KZCOMMON_TESTS_TEST_SUPPORT_H_
 
@@ -15,8 +14,7 @@ namespace kztest {
 
 inline bool MultibyteLocale() { return MB_CUR_MAX > 1; }
 
-// Tests written for the default initial block size (64) run in the suite,
-// which CTest starts with KZ_INITIAL_STRING_BLOCK_SIZE unset.
+// Tests written for the default initial block size (64).
 inline ::testing::AssertionResult DefaultBlockSize() {
   if (std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr) {
     return ::testing::AssertionSuccess();
@@ -26,8 +24,7 @@ inline ::testing::AssertionResult DefaultBlockSize() {
             "KZ_INITIAL_STRING_BLOCK_SIZE";
 }
 
-// The initial block size of a per-process case (PerProcessBlockSize.*), which
-// CTest passes as KZ_TEST_EXPECTED_BLOCK_SIZE beside the variable itself.
+// The block size a per-process case expects, passed by CTest.
 inline ::testing::AssertionResult ExpectedBlockSize(std::uint32_t* size) {
   const char* value = std::getenv("KZ_TEST_EXPECTED_BLOCK_SIZE");
   if (value == nullptr) {
@@ -40,7 +37,7 @@ inline ::testing::AssertionResult ExpectedBlockSize(std::uint32_t* size) {
 
 inline int Sign(int value) { return (value > 0) - (value < 0); }
 
-// Wide text as a std::u16string for readable assertions; "(null)" for null.
+// Text for readable assertions; "(null)" for null.
 inline std::u16string W(const WCHAR* text) {
   if (text == nullptr) return u"(null)";
   std::u16string out;
@@ -51,8 +48,7 @@ inline std::string M(const char* text) {
   return text == nullptr ? "(null)" : std::string(text);
 }
 
-// Three characters that take more bytes than characters in the multibyte
-// locale: U+65E5 U+672C U+8A9E. UTF-8 takes 9 bytes, code page 932 six.
+// U+65E5 U+672C U+8A9E in the locale's bytes: UTF-8 9, code page 932 six.
 struct MultibyteSample {
   const char* bytes;
   ULONG byteLength;

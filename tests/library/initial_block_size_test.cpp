@@ -1,8 +1,5 @@
-// The initial block size as the library reads it from
-// KZ_INITIAL_STRING_BLOCK_SIZE at load. CTest runs this once per value, each
-// in its own process, with the number expected (KZ_BLOCK_SIZE_CASES in
-// tests/CMakeLists.txt). Faults: a large usable value taken for a mistake, a
-// negative or oversized one taken as a capacity no block can have.
+// KZ_INITIAL_STRING_BLOCK_SIZE per process (KZ_BLOCK_SIZE_CASES). Faults: a
+// large usable value refused, a negative or oversized one taken.
 #include <gtest/gtest.h>
 
 #include <cstdint>

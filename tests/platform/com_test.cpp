@@ -1,6 +1,5 @@
-// The COM basics the string class builds on: the task allocator, BSTRs and
-// GUID text. Expected values are those of the Windows build under Wine; ASan
-// checks that a freed block is really gone and that nothing leaks.
+// The task allocator, BSTRs and GUID text as Wine runs them; ASan checks
+// that a freed block is gone and that nothing leaks.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -17,10 +16,8 @@ const GUID kSample = {
 const GUID kAllOnes = {
     0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}};
 
-// Faults: a realloc to 0 that returns the block (or a fresh one) leaks or
-// hands out a block the caller believes freed; a null block not allocated,
-// also at size 0 as CoTaskMemAlloc(0) is (distinct, usable blocks);
-// growing far past the first size that loses the contents.
+// Faults: a realloc to 0 that returns a block, a null block not allocated
+// (also at size 0), growth that loses the contents.
 TEST(TaskMemory, ReallocEdges) {
   void* block = CoTaskMemAlloc(16);
   ASSERT_NE(nullptr, block);
@@ -43,16 +40,12 @@ TEST(TaskMemory, ReallocEdges) {
   CoTaskMemFree(grown);
 }
 
-// The units the prefix counts, and the terminator after them.
 std::u16string Units(BSTR bstr) {
   return std::u16string(bstr, bstr + SysStringLen(bstr) + 1);
 }
 
-// The prefix, not the first zero, gives the length; a null text still gives
-// a BSTR of the length with its terminator (Windows leaves the units
-// unset); SysAllocString measures up to the terminator and turns null into
-// null but "" into an empty BSTR. A length whose byte size leaves 32 bits is
-// refused.
+// The prefix, not the first zero, gives the length; null text still gives a
+// terminated BSTR; a byte size past 32 bits is refused.
 TEST(Bstr, Allocation) {
   static const OLECHAR kZeroInside[] = {'a', 0, 'b'};
   const struct {
@@ -84,12 +77,9 @@ TEST(Bstr, Allocation) {
   EXPECT_EQ(nullptr, SysAllocStringLen(nullptr, 0xFFFFFFFFu));
 }
 
-// SysReAllocStringLen on "abcdef" with each kind of source. The string block
-// grows a taken-over BSTR with its own text as the source, so that text must
-// survive growing and shrinking; a null source keeps the old text too; a
-// source inside the BSTR must be read before the old buffer goes, and not
-// past its end (AddressSanitizer shows it); a null BSTR is allocated. A
-// length too large is refused and leaves the BSTR as it was.
+// SysReAllocStringLen on "abcdef": its own text (as the string block grows a
+// taken-over BSTR) survives; a source inside it is read before the old buffer
+// goes and not past its end (ASan); a length too large changes nothing.
 TEST(Bstr, ReAllocSources) {
   enum Source { kSelf, kNull, kInside, kOther, kIntoNull };
   const struct {
@@ -131,11 +121,7 @@ TEST(Bstr, ReAllocSources) {
   SysFreeString(bstr);
 }
 
-// Upper-case hex, braces, hyphens after 8, 4, 4 and 4 digits, and the
-// fields in their order; the text parses back to the same GUID, which the
-// string class's GUID conversion relies on. 38 units and the terminator: 39
-// is returned when they fit, 0 and nothing written when they don't, and
-// nothing is written past the terminator.
+// The text and its parse back; 39 when it fits, else 0 and nothing written.
 TEST(GuidText, StringFromGuid2) {
   const struct {
     GUID guid;
@@ -167,10 +153,7 @@ TEST(GuidText, StringFromGuid2) {
   }
 }
 
-// What CLSIDFromString accepts: the text StringFromGUID2 writes, in either
-// case, and a null text (GUID_NULL). Everything else fails, the empty text
-// included; a text that isn't a braced GUID would be looked up as a ProgID,
-// and none is registered. A null output is refused, not written through.
+// Only a braced GUID in either case, or null; no ProgID is registered.
 TEST(GuidText, ClsidFromString) {
   const struct {
     const char16_t* text;
@@ -199,7 +182,7 @@ TEST(GuidText, ClsidFromString) {
     GUID guid = kAllOnes;
     EXPECT_EQ(row.result,
               CLSIDFromString(row.text ? units.c_str() : nullptr, &guid));
-    // On failure Windows may leave a partial parse behind: not compared.
+    // Windows may leave a partial parse behind a failure.
     EXPECT_TRUE(row.result != S_OK || IsEqualGUID(row.guid, guid));
   }
   EXPECT_EQ(E_INVALIDARG,

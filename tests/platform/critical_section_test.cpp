@@ -1,8 +1,5 @@
-// The critical section as the library's shared caches use it. Faults: a lock
-// that isn't recursive deadlocks on the second Enter, where a Windows
-// critical section lets its holder in again; one released on the first
-// Leave, or one that lets two threads in at once, loses increments of a
-// plain counter (and the thread sanitizer reports the race).
+// Faults: a lock that isn't recursive deadlocks; one released on the first
+// Leave, or not exclusive, loses increments of a plain counter.
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -21,7 +18,6 @@ TEST(CriticalSection, RecursiveAndExclusive) {
         EnterCriticalSection(&section);
         EnterCriticalSection(&section);
         LeaveCriticalSection(&section);
-        // Still held once: read, yield the processor, write.
         const long seen = counter;
         if (i % 64 == 0) std::this_thread::yield();
         counter = seen + 1;

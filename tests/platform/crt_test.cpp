@@ -1,12 +1,5 @@
-// The run-time's character functions against the rows recorded from the
-// Windows run-time under Wine in data/: case mapping and case-folding
-// comparison (casemap.txt), the multibyte conversions and the replacing ones
-// that stand in when they refuse a text (conversions.txt), and wcstol
-// (number.txt). The same rows run on both builds: natively they hold
-// platform/posix/ to account, in the Windows build the run-time itself, so a
-// row that fails on one build only is a difference between the two. Rows are
-// keyed on the locale: the C-locale rows hold on both builds alike, the
-// multibyte rows hold for UTF-8 natively and for code page 932 under Wine.
+// The character functions against rows recorded under Wine in data/ (case
+// mapping and comparison, conversions, wcstol), the same rows on both builds.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -24,8 +17,7 @@
 namespace {
 
 constexpr std::size_t kFail = static_cast<std::size_t>(-1);
-// As `room`: call with a null destination (and a limit of 0).
-constexpr std::size_t kNoDst = static_cast<std::size_t>(-2);
+constexpr std::size_t kNoDst = static_cast<std::size_t>(-2);  // room: none
 
 std::size_t StrictToMbs(char* dst, const WCHAR* src, std::size_t n) {
   return platform::wcstombs(dst, src, n);
@@ -34,10 +26,8 @@ std::size_t StrictToWide(WCHAR* dst, const char* src, std::size_t n) {
   return platform::mbstowcs(dst, src, n);
 }
 
-// One row, "name locales source room => result written [terminated]", with
-// destination units of type Out and source units of type In. The
-// destination has spare room after `room`, filled with a sentinel: a write
-// past the limit, or a terminator where none belongs, changes it.
+// "name locales source room => result written [terminated]"; a sentinel
+// after `room` shows a write past the limit or a stray terminator.
 template <typename Out, typename In>
 bool Check(std::size_t (*convert)(Out*, const In*, std::size_t),
            const kztest::Line& line, Out sentinel) {
@@ -79,21 +69,17 @@ bool Check(std::size_t (*convert)(Out*, const In*, std::size_t),
   return true;
 }
 
-// The units that the run-time skips before a number.
+// The units skipped before a number, and the zeros of the digit runs.
 const unsigned kSpaces[] = {0x09,   0x0A,   0x0B,   0x0C,   0x0D,   0x20,
                             0xA0,   0x1680, 0x2000, 0x2001, 0x2002, 0x2003,
                             0x2004, 0x2005, 0x2006, 0x2007, 0x2008, 0x2009,
                             0x200A, 0x2028, 0x2029, 0x202F, 0x205F, 0x3000};
-// The first unit of each run of ten that it reads as the digits 0 to 9.
 const unsigned kZeros[] = {0x30,  0x660, 0x6F0,  0x966,  0x9E6,  0xA66,
                            0xAE6, 0xB66, 0xCE6,  0xC66,  0xD66,  0xE50,
                            0xED0, 0xF20, 0x1040, 0x17E0, 0x1810, 0xFF10};
 
-// Every unit before a digit, in base 10: white space and '+' give 7, '-'
-// gives -7, a digit d gives 10 d + 7, each after both units; anything else
-// gives 0 with the end at the start. Catches white space or digits taken
-// from the host's C library (which knows other sets), or a sign that
-// swallows the unit behind it.
+// Every unit before "7". Faults: white space or digits from the host's C
+// library (which knows other sets), a sign that swallows the next unit.
 TEST(NumberParsing, EveryUnitBeforeADigit) {
   int wrong = 0;
   for (unsigned unit = 1; unit <= 0xFFFF && wrong <= 10; ++unit) {
@@ -115,8 +101,7 @@ TEST(NumberParsing, EveryUnitBeforeADigit) {
   }
 }
 
-// "name locales a b => sign": the sign of compare(a, b), with a and b as
-// bytes or as units, if the row holds in the current locale.
+// "name locales a b => sign".
 template <typename Unit>
 bool Compare(const kztest::Line& line,
              int (*compare)(const Unit*, const Unit*)) {
@@ -136,8 +121,7 @@ bool Compare(const kztest::Line& line,
   return true;
 }
 
-// "name "text" base => value end errno", also with a null end pointer,
-// which changes nothing.
+// "name "text" base => value end errno", also with a null end pointer.
 bool CheckNumber(const kztest::Line& line) {
   SCOPED_TRACE(line.where);
   kztest::Fields fields(line);
@@ -167,11 +151,9 @@ bool CheckNumber(const kztest::Line& line) {
   return true;
 }
 
-// Every row of the three files for the current locale, by the section of its
-// function: what each group catches is said in the file. Then every unit
-// maps as recorded (C: ASCII letters only; elsewhere the full table; a unit
-// left out maps to itself), and a null text given to _stricmp or _wcsicmp is
-// refused with the run-time's error value, not a crash.
+// Every row for the current locale (what each group catches is said in the
+// file), every unit's case mapping (a unit left out maps to itself), and a
+// null text to _stricmp or _wcsicmp refused with the run-time's error value.
 TEST(CharacterFunctions, RecordedRows) {
   // [0]: the C locale, [1]: any other; lower case << 16 | upper case.
   std::vector<std::uint32_t> tables[2];
@@ -191,7 +173,6 @@ TEST(CharacterFunctions, RecordedRows) {
       std::int64_t u[3] = {};
       bool done = false;
       if (section == "mapping:C" || section == "mapping:other") {
-        // Four hex digits each, as tools/casemap_dump.cpp prints them.
         done = line.fields.size() == 3;
         for (int i = 0; i < 3 && done; ++i) {
           const kztest::Field& field = line.fields[i];
@@ -223,7 +204,6 @@ TEST(CharacterFunctions, RecordedRows) {
       ran[section] += done;
     }
   }
-  // 52 ASCII letters in C, some 2300 units elsewhere.
   EXPECT_EQ(52, ran["mapping:C"]) << "rows went missing";
   EXPECT_GE(ran["mapping:other"], 2000) << "rows went missing";
   EXPECT_GE(ran["_stricmp"] + ran["_wcsicmp"], 20) << "rows went missing";

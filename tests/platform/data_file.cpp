@@ -16,7 +16,7 @@
 namespace kztest {
 namespace {
 
-// Splits one line into fields: the error, or "" if it is well formed.
+// The error, or "" if the line is well formed.
 std::string SplitLine(const std::string& text, std::vector<Field>* fields) {
   for (std::size_t at = 0;;) {
     at = text.find_first_not_of(" \t", at);
@@ -167,8 +167,7 @@ bool ParseInteger(const std::string& text, std::int64_t* value) {
 }
 
 bool ParseLocales(const std::string& text, bool* here) {
-  // The current locale, told from its name, not from the conversions under
-  // test: 0 is C, 1 UTF-8 (natively), 2 code page 932 (under Wine).
+  // Told from its name, not from the conversions under test.
   std::string current = std::setlocale(LC_CTYPE, nullptr);
   for (char& c : current) c = static_cast<char>(std::tolower(c & 0xFF));
   const std::size_t size = current.size();

@@ -1,14 +1,8 @@
-// Recorded tables kept as text files under tests/platform/data/, read the
-// same way natively and in the Windows build under Wine.
-//
-// A line holds fields separated by blanks; '#' starts a comment line, and
-// "[name]" alone on a line starts a section. A field is bare text (42, null,
-// =>) or a string in double quotes, possibly after a bare prefix (s:"abc").
-// Inside quotes, \xHH is the unit 0xHH, \uHHHH the unit 0xHHHH, and \\, \"
-// and \0 stand for themselves; everything else must be printable ASCII, so
-// that a file says exactly which bytes or units it means. Nothing here skips:
-// a missing, empty or malformed file, or a field that does not parse, fails
-// the running test.
+// Recorded tables in tests/platform/data/: fields separated by blanks, '#'
+// comment lines, "[name]" section lines. A field is bare (42, null, =>) or a
+// quoted string after an optional bare prefix (s:"abc") with the escapes
+// \xHH, \uHHHH, \\, \" and \0, else printable ASCII. A missing, empty or
+// malformed file, or a field that does not parse, fails the running test.
 #ifndef KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
 #define KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
 
@@ -30,12 +24,11 @@ struct Line {
   std::vector<Field> fields;
 };
 
-// The lines of data/<name> that hold fields. Adds a failure and returns
-// false when the file can't be read, holds no line, or a line is malformed.
+// The lines of data/<name> that hold fields.
 bool ReadDataFile(const std::string& name, std::vector<Line>* lines);
 
-// Walks one line's fields. Each getter adds a failure naming the line and
-// returns false when the field is missing or doesn't parse.
+// Walks one line's fields; a getter fails the test and returns false when
+// its field is missing or doesn't parse.
 class Fields {
  public:
   explicit Fields(const Line& line) : line_(line) {}
@@ -46,7 +39,7 @@ class Fields {
   bool TextOrNull(std::u16string* text, bool* null);  // or the word null
   // A bare decimal or 0x-hex integer within [min, max].
   bool Integer(std::int64_t min, std::int64_t max, std::int64_t* value);
-  // The bare word `word`; Word takes it only if it is there, silently.
+  // The bare word `word`; Word takes it silently if it is there.
   bool Expect(const char* word);
   bool Word(const char* word);
   bool Locales(bool* here);                     // as ParseLocales reads them
@@ -57,12 +50,10 @@ class Fields {
   std::size_t next_ = 0;
 };
 
-// A bare integer, decimal or 0x-hex, with an optional '-'.
 bool ParseInteger(const std::string& text, std::int64_t* value);
 
-// Whether the current test locale is in `text`: "any", "mb" (the multibyte
-// one, UTF-8 natively and code page 932 under Wine), or one of C, utf8 and
-// cp932. False if `text` is none of these.
+// Whether the test locale is in `text`: any, mb (UTF-8 natively, code page
+// 932 under Wine), C, utf8 or cp932; false for another text.
 bool ParseLocales(const std::string& text, bool* here);
 
 }  // namespace kztest

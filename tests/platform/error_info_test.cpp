@@ -1,6 +1,5 @@
-// The per-thread error object: fields, the thread's reference, counts,
-// interfaces. Only the umbrella header is included: it must give every name
-// used here. Expected values are those of the Windows build under Wine.
+// The per-thread error object, as Wine runs it. Only the umbrella header is
+// included: it must give every name used here.
 #include <gtest/gtest.h>
 #include <kzcommon/kzcommon.h>
 
@@ -12,11 +11,9 @@
 
 namespace {
 
-// A non-null pointer that is never followed: shows an output left alone.
-int g_marker;
+int g_marker;  // its address shows an output left alone
 IErrorInfo* const kUntouched = reinterpret_cast<IErrorInfo*>(&g_marker);
 
-// A new object's IErrorInfo, and its ICreateErrorInfo if `create` wants it.
 IErrorInfo* NewInfo(ICreateErrorInfo** create = nullptr) {
   ICreateErrorInfo* c = nullptr;
   void* info = nullptr;
@@ -27,19 +24,16 @@ IErrorInfo* NewInfo(ICreateErrorInfo** create = nullptr) {
   return hr == S_OK ? static_cast<IErrorInfo*>(info) : nullptr;
 }
 
-// The thread's object, taken over (null if none).
 IErrorInfo* Take() {
   IErrorInfo* info = nullptr;
   return GetErrorInfo(0, &info) == S_OK ? info : nullptr;
 }
 
-// The references to an object besides the caller's one.
 ULONG OtherRefs(IUnknown* object) {
   object->AddRef();
   return object->Release() - 1;
 }
 
-// A text field read through `get`; "(unwritten)" if left alone.
 std::u16string Text(IErrorInfo* info, HRESULT (IErrorInfo::*get)(BSTR*)) {
   static OLECHAR unwritten[] = OLESTR("(unwritten)");
   BSTR text = unwritten;
@@ -49,8 +43,7 @@ std::u16string Text(IErrorInfo* info, HRESULT (IErrorInfo::*get)(BSTR*)) {
   return out;
 }
 
-// Each text field, set, published and taken back: unset or null gives a null
-// BSTR with S_OK, "" stays empty, null clears. Faults: the wrong field, the
+// Each text field set, published and taken back. Faults: the wrong field, the
 // caller's pointer kept instead of a copy, null and "" mixed up.
 TEST(ErrorInfo, TextFieldsRoundTrip) {
   struct Field {
@@ -61,8 +54,6 @@ TEST(ErrorInfo, TextFieldsRoundTrip) {
       {&ICreateErrorInfo::SetDescription, &IErrorInfo::GetDescription},
       {&ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile},
   };
-  // The setter calls of each row (a null text is a call with null), and
-  // what the getter reads then.
   const struct {
     std::vector<const OLECHAR*> texts;
     const char16_t* read;
@@ -96,9 +87,7 @@ TEST(ErrorInfo, TextFieldsRoundTrip) {
   }
 }
 
-// GUID and help context read GUID_NULL and 0 unset, and whole once set; null
-// out-pointers give E_INVALIDARG. Faults: a truncated context, a GUID kept
-// by address, a write through null.
+// Faults: a truncated context, a GUID kept by address, a write through null.
 TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
   const GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
   ICreateErrorInfo* create = nullptr;
@@ -126,8 +115,7 @@ TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
   create->Release();
 }
 
-// GetErrorInfo hands the thread's reference over and empties the slot; a
-// reserved value other than 0 or a null out-pointer is refused and changes
+// GetErrorInfo hands the slot's reference over; a refused call changes
 // neither the output nor the slot.
 TEST(ErrorInfo, GetErrorInfoCalls) {
   struct Row {
@@ -153,7 +141,6 @@ TEST(ErrorInfo, GetErrorInfoCalls) {
                                       : kUntouched,
               out);
     if (row.result == S_OK) out->Release();
-    // A refused call leaves the object in the slot; a good one empties it.
     const bool kept = row.withObject && row.result < 0;
     IErrorInfo* left = kUntouched;
     EXPECT_EQ(kept ? S_OK : S_FALSE, GetErrorInfo(0, &left));
@@ -164,10 +151,8 @@ TEST(ErrorInfo, GetErrorInfoCalls) {
   }
 }
 
-// SetErrorInfo with the slot holding A: B replaces A, null clears, A again
-// keeps A (not freed in between), a reserved value other than 0 is refused;
-// A's reference is released either way. The slot keeps an object alive and
-// the last Release frees it (ASan shows a use after free or a leak).
+// SetErrorInfo over A (A again must not free it in between); the slot keeps
+// an object alive and the last Release frees it (ASan sees either fault).
 TEST(ErrorInfo, SetErrorInfoCalls) {
   struct Row {
     ULONG reserved;
@@ -207,9 +192,8 @@ TEST(ErrorInfo, SetErrorInfoCalls) {
   EXPECT_EQ(0u, back->Release());
 }
 
-// QueryInterface from either interface answers IUnknown (one for both),
-// IErrorInfo and ICreateErrorInfo with a reference each, and anything else
-// with E_NOINTERFACE and null; both interfaces fill one object.
+// QueryInterface from either interface: one IUnknown, one object, one
+// reference added each; anything else E_NOINTERFACE and null.
 TEST(ErrorInfo, QueryInterface) {
   const GUID kDispatchIid = {
       0x00020400, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};

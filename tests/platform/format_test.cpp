@@ -1,8 +1,5 @@
-// The formatters against the Windows run-time's own answers. The rows live in
-// data/format.txt, recorded from msvcrt (built with mingw-w64, run under
-// Wine); the same rows pass natively (platform/posix/crt_format.cpp) and in
-// the Windows build (msvcrt behind platform/windows/crt.h). A row that fails
-// on one build only is a difference between the two formatters.
+// The formatters against data/format.txt, recorded from msvcrt under Wine;
+// the same rows hold natively and in the Windows build.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -27,9 +24,7 @@ constexpr int kDontCount = INT_MIN;
 constexpr std::size_t kCanary = 4;
 constexpr unsigned kMark = 0x5A;
 
-// What one call gave: the result, the text before it, whether a terminator
-// followed, whether the units behind the limit stayed untouched, and what the
-// counting formatter said for the same list afterwards.
+// What one call gave, and what the counting formatter said afterwards.
 struct Outcome {
   int result = 0;
   std::u16string text;
@@ -47,10 +42,8 @@ int Format(WCHAR* b, std::size_t n, const WCHAR* f, va_list a) {
 int Count(const char* f, va_list a) { return platform::_vscprintf(f, a); }
 int Count(const WCHAR* f, va_list a) { return platform::_vscwprintf(f, a); }
 
-// One call of the 8-bit (Unit = char) or the 16-bit formatter. Runs the
-// formatter, then the counting formatter on the same list, which the first
-// must have left unread: each pass of a caller's retry starts from the first
-// argument.
+// The formatter, then the counting one on the same list, which the first
+// must have left unread (a caller's retry starts from the first argument).
 template <typename Unit>
 Outcome Call(std::size_t limit, bool count, const Unit* format, ...) {
   std::vector<Unit> buffer(limit + kCanary, static_cast<Unit>(kMark));
@@ -72,15 +65,11 @@ Outcome Call(std::size_t limit, bool count, const Unit* format, ...) {
   return out;
 }
 
-// An argument as the call passes it. Text goes as a pointer whatever its
-// unit; the formatter reads it as the directive says.
 using Argument = std::variant<int, long long, double, const void*>;
 constexpr std::size_t kMaxArguments = 3;
 
-// Passes each argument as its own type, one instantiation per sequence of
-// types. A table of lambdas that pass the same constants once as int and
-// once as long long was folded into one function by GCC 12 at -O2, which
-// then passed -1LL as 32 bits: the types come from the data now.
+// Each argument as its own type: lambdas passing the same constants as int
+// and long long were merged by GCC 12 -O2, which then passed -1LL as 32 bits.
 template <typename Unit, typename... Passed>
 Outcome Invoke(std::size_t limit, bool count, const Unit* format,
                const std::vector<Argument>& args, Passed... passed) {
@@ -111,8 +100,7 @@ bool ParseDouble(const std::string& text, double* value) {
 
 using Blocks = std::vector<std::shared_ptr<void>>;
 
-// Text of units T in a heap block of exactly its size: reading past text
-// given with no terminator is an overrun that the sanitizers see.
+// Text in a heap block of exactly its size, so that ASan sees an overrun.
 template <typename T>
 const void* Store(const std::u16string& text, bool null, bool terminated,
                   Blocks* blocks) {
@@ -125,8 +113,6 @@ const void* Store(const std::u16string& text, bool null, bool terminated,
   return units.get();
 }
 
-// One argument as written (i:42, s:"abc", ...) as the formatter of Unit
-// takes it; false if it doesn't parse.
 template <typename Unit>
 bool AddArgument(const kztest::Field& field, std::vector<Argument>* args,
                  Blocks* blocks) {
@@ -149,7 +135,7 @@ bool AddArgument(const kztest::Field& field, std::vector<Argument>* args,
     }
   } else if (std::strchr("sSnwr", type) != nullptr &&
              (null || (field.quoted && value.empty()))) {
-    // s and r: the formatter's own unit, S the other one, n 8-bit, w 16-bit.
+    // s, r (unterminated): own unit; S: the other; n: 8-bit; w: 16-bit.
     const bool narrow =
         type == 'n' ||
         (sizeof(Unit) == 1 ? type != 'S' && type != 'w' : type == 'S');
@@ -163,8 +149,8 @@ bool AddArgument(const kztest::Field& field, std::vector<Argument>* args,
   return true;
 }
 
-// One row, "name format arguments... => result "text" options...", through
-// the formatter of Unit; false if the row doesn't run there.
+// "name format arguments... => result "text" options..."; false if the row
+// doesn't run in this formatter.
 template <typename Unit>
 bool Check(const kztest::Line& line) {
   kztest::Fields fields(line);
@@ -237,11 +223,7 @@ bool Check(const kztest::Line& line) {
   return true;
 }
 
-// Every row of data/format.txt in both formatters: integers and their size
-// prefixes, text and characters of both encodings, pointers, floating point
-// with its rounding, exponents, special values and negative precisions,
-// rejected calls, the limit contract and the locale's conversions. What each
-// group catches is said in the file.
+// Every row in both formatters; what each group catches is said in the file.
 TEST(Format, RecordedRows) {
   std::vector<kztest::Line> lines;
   ASSERT_TRUE(kztest::ReadDataFile("format.txt", &lines));
@@ -252,8 +234,7 @@ TEST(Format, RecordedRows) {
   EXPECT_GT(ran, 250) << "rows went missing";
 }
 
-// %n stores the units written so far and prints nothing. Catches a count that
-// includes later text, and the 16-bit formatter counting bytes.
+// %n stores the units so far: not later text, not bytes in the 16-bit one.
 TEST(Format, CountDirectiveStoresTheLengthSoFar) {
   int written = -1;
   Outcome out = Call<char>(64, false, "abc%n|", &written);

@@ -1,5 +1,4 @@
-// LoadLibraryW on POSIX: the names that only this platform has (prefix,
-// ".so", paths), unloading, and the library's own module.
+// LoadLibraryW on POSIX: its own name forms, unloading, the library itself.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -26,7 +25,7 @@ std::string Dir() {
   return text.substr(0, text.rfind('/'));
 }
 
-// UTF-8 to UTF-16 for the test's own names (ASCII and two-byte sequences).
+// UTF-8 to UTF-16 (ASCII and two-byte sequences).
 std::u16string Utf16(const std::string& text) {
   std::u16string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -39,7 +38,6 @@ std::u16string Utf16(const std::string& text) {
   return out;
 }
 
-// Whether the catalog's file is loaded in the process, by any name.
 bool CatalogLoaded() {
   void* handle = dlopen((Dir() + "/libkz_test_catalog.so").c_str(),
                         RTLD_NOW | RTLD_NOLOAD);
@@ -47,13 +45,8 @@ bool CatalogLoaded() {
   return handle != nullptr;
 }
 
-// Names with the platform's own form, and paths. A name with an extension
-// other than ".dll" is a file name and gets no prefix; a path is used where
-// it points and gets the prefix and ".so" like a bare name; '\' separates
-// like '/'; names are case-sensitive like the file system, and reach it as
-// UTF-8 whatever the locale (the sb. run is in the C locale). Paths live in
-// buffers of PATH_MAX bytes: the longest path the file system takes must
-// still open, one byte more finds nothing (and must not overrun).
+// File names and paths: case-sensitive, UTF-8 in any locale, '\' as '/',
+// PATH_MAX bytes at most (one more finds nothing and must not overrun).
 TEST(PosixModule, NameForms) {
   HMODULE reference = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, reference);
@@ -98,10 +91,8 @@ TEST(PosixModule, NameForms) {
   rmdir(folder);
 }
 
-// Out of memory in LoadLibraryW: it gives null with ERROR_NOT_ENOUGH_MEMORY,
-// throws nothing, and leaves neither a dlopen reference nor a record behind;
-// a module registered already needs no allocation. The last FreeLibrary
-// unloads the module and retires the handle, which is then refused.
+// Out of memory leaves no dlopen reference behind; the last FreeLibrary
+// unloads the module and retires its handle.
 TEST(PosixModule, AllocationFailureAndUnloading) {
   ASSERT_FALSE(CatalogLoaded()) << "another test left the catalog loaded";
   const unsigned count = ForEachFailingAllocation([&](unsigned) {
@@ -133,9 +124,8 @@ TEST(PosixModule, AllocationFailureAndUnloading) {
   EXPECT_EQ(0, LoadStringW(module, kIdFifteen, buffer, 16));
 }
 
-// "kzcommon" answers with the library already in the process, not a second
-// copy. The test binary holds the static copy, so the module comes in here as
-// a client's link brings it: under its SONAME, its symbols global.
+// "kzcommon" is the library already loaded (here under its SONAME, as a
+// client's link brings it), not a second copy.
 TEST(PosixModule, KzcommonIsTheLoadedLibrary) {
   void* linked = dlopen((Dir() + "/" KZ_TEST_MODULE_SONAME).c_str(),
                         RTLD_NOW | RTLD_GLOBAL);

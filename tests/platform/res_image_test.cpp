@@ -1,7 +1,5 @@
-// The .res reader on raw images: malformed and truncated images are refused
-// without a read past their end (each image lies in a heap block of exactly
-// its size, so AddressSanitizer sees any such read), the language order, and
-// the locale names that give the user's language.
+// The .res reader on raw images, each in a heap block of exactly its size so
+// that ASan sees a read past the end; the language order; locale names.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -19,12 +17,10 @@ namespace {
 using platform::LangId;
 using Bytes = std::vector<unsigned char>;
 
-// Little-endian words of 16 bits (32 with `dword`).
 void Put(Bytes& out, std::uint32_t value, bool dword = false) {
   for (int i = 0; i < (dword ? 4 : 2); ++i) out.push_back(value >> (8 * i));
 }
 
-// A string block: 16 counted strings, all empty but `text` at `index`.
 Bytes Block(int index, const std::u16string& text) {
   Bytes out;
   for (int i = 0; i < 16; ++i) {
@@ -34,7 +30,6 @@ Bytes Block(int index, const std::u16string& text) {
   return out;
 }
 
-// One record as a resource compiler writes it, type and name as ordinals.
 void PutRecord(Bytes& out, std::uint16_t type, std::uint16_t name,
                LangId language, const Bytes& data) {
   for (std::uint32_t value : {std::uint32_t(data.size()), 32u}) {
@@ -49,26 +44,22 @@ void PutRecord(Bytes& out, std::uint16_t type, std::uint16_t name,
   while (out.size() % 4 != 0) out.push_back(0);
 }
 
-// The empty record that opens every .res file, then block 1 (ids 0-15) in
-// English (United States) with "hello" at id 1.
+// The empty record that opens a .res file, then "hello" at id 1 in en-US.
 Bytes ValidImage() {
   Bytes out;
   PutRecord(out, 0, 0, 0, Bytes());
   PutRecord(out, 6, 1, 0x0409, Block(1, u"hello"));
   return out;
 }
-constexpr std::size_t kData = 32;    // the second record's data size
-constexpr std::size_t kHeader = 36;  // and its header size
-constexpr std::size_t kCount0 = 64;  // the first count of its block
+// The second record's data size, header size and first count.
+constexpr std::size_t kData = 32, kHeader = 36, kCount0 = 64;
 
-// The valid image with one little-endian field of `width` bytes replaced.
 Bytes Patched(std::size_t offset, std::uint32_t value, int width = 4) {
   Bytes image = ValidImage();
   for (int i = 0; i < width; ++i) image[offset + i] = value >> (8 * i);
   return image;
 }
 
-// A heap copy of exactly the image's size.
 struct ExactImage {
   explicit ExactImage(const Bytes& image)
       : bytes(new unsigned char[image.size()]), size(image.size()) {
@@ -78,7 +69,6 @@ struct ExactImage {
   std::size_t size;
 };
 
-// The text of `id`, or "(refused)".
 std::u16string Find(const Bytes& image, UINT id, LangId user = 0x0409) {
   ExactImage exact(image);
   const unsigned char* units = nullptr;
@@ -94,9 +84,8 @@ std::u16string Find(const Bytes& image, UINT id, LangId user = 0x0409) {
   return text;
 }
 
-// Images and what they give: positive cases, so that the refusals mean
-// something; size fields that lie (refused without a loop or arithmetic that
-// wraps around); broken records; records that are not string blocks.
+// Size fields that lie (refused without arithmetic that wraps), broken
+// records, records that are not string blocks, and cuts of a valid image.
 TEST(ResImage, ImagesAndWhatTheyGive) {
   Bytes shortBlock;  // 3 of its 16 strings, data size consistent with that
   PutRecord(shortBlock, 6, 1, 0x0409, Bytes{1, 0, 'a', 0, 0, 0, 0, 0});
@@ -163,8 +152,6 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
   std::uint32_t length = 0;
   EXPECT_FALSE(
       platform::FindResourceString(nullptr, 64, 1, 0x0409, &units, &length));
-  // Every cut of the image before the end of its string data is refused: a
-  // reader that trusts a size field reads past the cut (ASan) or returns text.
   const Bytes image = ValidImage();
   for (std::size_t cut = 0; cut < kCount0 + 2 * 16 + 10; ++cut) {
     SCOPED_TRACE(cut);
@@ -172,8 +159,8 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
   }
 }
 
-// LoadStringW's contract on an image: a malformed one gives 0 and leaves the
-// buffer alone; limit 0 gives the length and the text in place.
+// A malformed image gives 0 and leaves the buffer; limit 0 gives the text in
+// place.
 TEST(ResImage, LoadStringFromImage) {
   ExactImage bad(Patched(kData, 0xFF, 1));
   ExactImage good(ValidImage());
@@ -193,9 +180,8 @@ TEST(ResImage, LoadStringFromImage) {
             text);
 }
 
-// The language order with the user's language given: neutral, the user's,
-// its primary language with the neutral sublanguage, English (United
-// States), then the lowest id, whatever the order in the file.
+// Neutral, the user's, its primary language, en-US, then the lowest id,
+// whatever the order in the file.
 TEST(ResImage, LanguageOrder) {
   Bytes image;
   const struct {
@@ -227,35 +213,23 @@ TEST(ResImage, LanguageOrder) {
   }
 }
 
-// Locale names as the environment gives them, to Windows language ids: code
-// set and modifier ignored, case ignored, unknown names and "C" give 0.
+// Code set, modifier and case ignored; unknown names and "C" give 0.
 TEST(ResImage, LanguageFromLocaleName) {
   const struct {
     const char* name;
     LangId id;
-  } rows[] = {
-      {"de_DE.UTF-8", 0x0407},
-      {"de", 0x0407},
-      {"DE_de", 0x0407},
-      {"de-AT", 0x0C07},
-      {"de_DE@euro", 0x0407},
-      {"fr_CA.ISO-8859-1", 0x0C0C},
-      {"en_GB.UTF-8", 0x0809},
-      {"pt_BR", 0x0416},
-      {"zh_TW.Big5", 0x0404},
-      {"C", 0},
-      {"C.UTF-8", 0},
-      {"POSIX", 0},
-      {"", 0},
-      {"de_JP", 0},
-      {"xx_YY", 0},
-      {"de_DE_x", 0},
-      {"deutsch", 0},
-      {"de_", 0},
-  };
+  } rows[] = {{"de_DE.UTF-8", 0x0407}, {"de", 0x0407},
+              {"DE_de", 0x0407},       {"de-AT", 0x0C07},
+              {"de_DE@euro", 0x0407},  {"fr_CA.ISO-8859-1", 0x0C0C},
+              {"en_GB.UTF-8", 0x0809}, {"pt_BR", 0x0416},
+              {"zh_TW.Big5", 0x0404}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(row.id, platform::LanguageFromLocaleName(row.name));
+  }
+  for (const char* name : {"C", "C.UTF-8", "POSIX", "", "de_JP", "xx_YY",
+                           "de_DE_x", "deutsch", "de_"}) {
+    EXPECT_EQ(0, platform::LanguageFromLocaleName(name)) << name;
   }
   EXPECT_EQ(0, platform::LanguageFromLocaleName(nullptr));
 }

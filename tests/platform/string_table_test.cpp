@@ -1,8 +1,5 @@
-// LoadLibraryW, FreeLibrary and LoadStringW on catalog modules: names,
-// reference counts, bad handles, the contract of LoadStringW and the
-// language choice, one table each for both builds (expected values from
-// Windows as Wine runs it). The library's own module, "kzcommon", is read in
-// catalog_fetch_test.cpp (CatalogFetch.BuiltInTable).
+// LoadLibraryW, FreeLibrary and LoadStringW on catalog modules, both builds,
+// as Wine runs them.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -22,11 +19,8 @@ std::u16string Units(const WCHAR* text, int count) {
   return std::u16string(text, text + (count > 0 ? count : 0));
 }
 
-// The names a catalog is opened by. A loader that adds the extension to a
-// name that has one, ignores the trailing dot, or chokes on text that is not
-// a valid file name fails a row; every name of one module gives one handle;
-// null and bogus handles are refused. Two loads and one free keep the
-// module loaded and its table readable.
+// Faults: an extension added to one, a trailing dot ignored, invalid names
+// choked on, two handles for one module, one free unloading two loads.
 TEST(Module, NamesAndReferences) {
   HMODULE reference = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, reference);
@@ -63,14 +57,9 @@ TEST(Module, NamesAndReferences) {
   EXPECT_FALSE(FreeLibrary(reinterpret_cast<HMODULE>(&local)));
 }
 
-// The limit, terminator and id rules, and texts longer than the catalog's
-// first buffer (260) and its reload (520). Faults: a copy off by one, a
-// terminator past the limit, a block from the full 32-bit id, a boundary one
-// id early, a long text cut at a fixed size or garbled across records. Then
-// limit 0, which gives the text in place (the pointer left alone with no
-// block), and handles that are no modules with tables: the main program
-// (null, which links kzcommon, whose table has id 3 too) and a pointer to the
-// stack give 0, as does a null buffer.
+// Faults: a copy off by one, a terminator past the limit, a block from the
+// full 32-bit id, a long text cut at the catalog's buffer sizes (260, 520);
+// limit 0 in place; handles with no table (null is the main program).
 TEST(StringTable, Contract) {
   HMODULE module = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, module) << "kz_test_catalog must lie beside the tests";
@@ -143,13 +132,8 @@ TEST(StringTable, Contract) {
   FreeLibrary(module);
 }
 
-// Which language of a block is read, for the user's language that the
-// process was started with (LC_ALL; CTest runs one process per locale).
-// Order: neutral, the user's language, its primary language, English (United
-// States), then the lowest language id. A reader that takes the first block
-// in the file, or matches the primary language alone (fr_CA picking fr_FR),
-// fails a row. Ids 160: en-US and de-DE; 176: de-DE only; 192: fr-FR, then
-// de-DE in the file; 208: neutral and en-US.
+// The language of a block for the process's LC_ALL (one process per locale).
+// Faults: the first block in the file, the primary language alone matched.
 TEST(PerProcessLanguage, StringTableChoice) {
   const char* locale = std::getenv("KZ_TEST_USER_LOCALE");
   ASSERT_NE(nullptr, locale) << "KZ_TEST_USER_LOCALE is unset: run by CTest";

@@ -1,9 +1,5 @@
-// The test binary's global operator new, which fails, by throwing
-// std::bad_alloc, when the allocation-failure window says so. Library code
-// that allocates through new (std containers) catches that inside and turns
-// it into its own failure outcome; these replacements let the tests reach
-// those paths. Every form of new and delete is replaced, so that each pair
-// meets on the same heap.
+// Every form of operator new and delete, new throwing std::bad_alloc when
+// the allocation-failure window says so.
 #include "platform/alloc_failure.h"
 
 #include <cstdlib>

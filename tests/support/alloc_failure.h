@@ -1,22 +1,6 @@
-// Allocation failures for the tests: each allocation of an operation made to
-// fail in turn, so that every out-of-memory path runs once.
-//
-// Covers what the library allocates through malloc and realloc, the COM task
-// allocator and the BSTR functions (routed through the failure window in test
-// builds: platform/alloc_failure.h), and every operator new of the test
-// binary, which the library's own code shares when it is linked in.
-//
-//   const unsigned count = kztest::ForEachFailingAllocation([&](unsigned) {
-//     CKZString s;
-//     {
-//       kztest::NoInjectedFailures setup;
-//       s = fixture;              // made before the window counts
-//     }
-//     s += OLESTR("tail");        // counted; one of its allocations fails
-//     if (kztest::InjectedFailureFired()) { /* the failure outcome */ }
-//     else { /* the full result */ }
-//   });
-//   EXPECT_GT(count, 0u);
+// Each allocation of an operation made to fail in turn: malloc, realloc, the
+// task allocator and BSTRs (through platform/alloc_failure.h), and every
+// operator new of the test binary.
 #ifndef KZCOMMON_TESTS_SUPPORT_ALLOC_FAILURE_H_
 #define KZCOMMON_TESTS_SUPPORT_ALLOC_FAILURE_H_
 
@@ -26,16 +10,11 @@
 
 namespace kztest {
 
-// Runs op(0) once with no failure, counting the allocations made from op's
-// start until it asks InjectedFailureFired() or returns: that is the count.
-// Then runs op(n) for each n = 1..count with the n-th of those allocations
-// failing, that one only; the later ones succeed. op checks the outcome
-// itself. Returns the count: tests assert that it is > 0, so that a hook that
-// was silently left out fails. A run in which the n-th allocation never came
-// (an operation that allocates differently each time) is a test failure.
+// op(0) counts the allocations until it asks InjectedFailureFired(); then
+// op(n) runs with the n-th failing, for n = 1..count, and checks the outcome.
+// Returns the count (tests assert > 0: a hook left out fails).
 template <typename Op>
 unsigned ForEachFailingAllocation(Op op) {
-  // Closes the run's window however op leaves.
   struct Window {
     explicit Window(unsigned n) { platform::OpenAllocationWindow(n); }
     ~Window() { platform::CloseAllocationWindow(); }
@@ -57,16 +36,13 @@ unsigned ForEachFailingAllocation(Op op) {
   return count;
 }
 
-// True if the armed failure has fired during the current run of op. Also
-// ends that run's window: what op does afterwards - its checks, which may
-// build forms or format messages - allocates freely and is not counted.
+// Whether the failure fired in this run; what op does after is not counted.
 inline bool InjectedFailureFired() {
   platform::CloseAllocationWindow();
   return platform::AllocationFailureFired();
 }
 
-// Allocations within this scope are neither counted nor failed: for the
-// fixtures that op makes before the operation it tests.
+// Allocations in this scope (op's fixtures) are neither counted nor failed.
 class NoInjectedFailures {
  public:
   NoInjectedFailures() : was_(platform::PauseAllocationWindow(true)) {}

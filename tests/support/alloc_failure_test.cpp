@@ -1,8 +1,5 @@
-// The allocation-failure facility itself: each allocator that the library
-// uses reaches the window, on both builds, and a failure comes back as that
-// allocator's own failure. Fault caught: an allocator whose calls bypass the
-// window (its failure paths would then never be tried), a count that
-// includes what a test does outside the operation, a failure that sticks.
+// Faults: an allocator that bypasses the window, a count that includes what
+// a test does outside the operation, a failure that sticks.
 #include "support/alloc_failure.h"
 
 #include <gtest/gtest.h>
@@ -14,9 +11,7 @@
 
 namespace {
 
-// The string a row starts from, made before any window opens: 0 empty,
-// 1 "ab" in a block of the library's own, 2 to 4 "ab" in a CRT, OLE or BSTR
-// buffer that Grow makes the string grow in place.
+// 0 empty, 1 "ab" in a library block, 2 to 4 in a CRT, OLE or BSTR buffer.
 CKZString Start(int kind) {
   CKZString s;
   if (kind == 1) s = OLESTR("ab");
@@ -26,15 +21,13 @@ CKZString Start(int kind) {
   return s;
 }
 
-// A string operand with its wide form, made before any window opens, and
-// appended in place.
 const CKZString kMore(OLESTR("cd"));
 bool Grow(CKZString& s) {
   s += kMore;
   return s.Length() == 4;
 }
 
-// An operation whose first allocation is of one kind; true if it got it.
+// An operation whose first allocation is of the row's kind.
 const struct {
   const char* name;
   int setup;
@@ -83,8 +76,6 @@ TEST(AllocationFailure, EachAllocatorReachesTheWindow) {
       }
       const bool got = row.run(s);
       const bool fired = kztest::InjectedFailureFired();
-      // The first allocation is the one of the row's kind; a later one of
-      // the same operation (a block's buffer after its record) fails it too.
       EXPECT_EQ(n != 0, fired);
       EXPECT_EQ(n == 0, got);
     });
@@ -92,8 +83,6 @@ TEST(AllocationFailure, EachAllocatorReachesTheWindow) {
   }
 }
 
-// Outside the operation nothing counts: what the scope does, what op does
-// after asking, and what comes after a run.
 TEST(AllocationFailure, OnlyTheOperationCounts) {
   const unsigned count = kztest::ForEachFailingAllocation([](unsigned) {
     {
