@@ -1,9 +1,11 @@
-// The task allocator, BSTRs and GUID text as Wine runs them; ASan checks
-// that a freed block is gone and that nothing leaks.
+// The task allocator, BSTRs, GUID text and the critical section as Wine
+// runs them; ASan checks that a freed block is gone and nothing leaks.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "platform/platform.h"
 
@@ -188,6 +190,31 @@ TEST(GuidText, ClsidFromString) {
   EXPECT_EQ(E_INVALIDARG,
             CLSIDFromString(OLESTR("{01234567-89AB-CDEF-0123-456789ABCDEF}"),
                             nullptr));
+}
+
+// Faults: a lock that isn't recursive deadlocks; one released on the first
+// Leave, or not exclusive, loses increments of a plain counter.
+TEST(CriticalSection, RecursiveAndExclusive) {
+  CRITICAL_SECTION section;
+  InitializeCriticalSection(&section);
+  long counter = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 20000; ++i) {
+        EnterCriticalSection(&section);
+        EnterCriticalSection(&section);
+        LeaveCriticalSection(&section);
+        const long seen = counter;
+        if (i % 64 == 0) std::this_thread::yield();
+        counter = seen + 1;
+        LeaveCriticalSection(&section);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(4 * 20000L, counter);
+  DeleteCriticalSection(&section);
 }
 
 }  // namespace
