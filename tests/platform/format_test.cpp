@@ -20,17 +20,15 @@
 
 namespace {
 
-constexpr int kDontCount = INT_MIN;
 constexpr std::size_t kCanary = 4;
-constexpr unsigned kMark = 0x5A;
+constexpr char16_t kMark = 0x5A;
 
-// What one call gave, and what the counting formatter said afterwards.
+// All the buffer's units (the limit and a canary behind it), the result, and
+// what the counting formatter said afterwards on the same list, which the
+// first must have left unread (a caller's retry starts from the first one).
 struct Outcome {
-  int result = 0;
-  std::u16string text;
-  bool terminated = false;
-  bool canaryIntact = true;
-  int needed = kDontCount;
+  int result = 0, needed = INT_MIN;
+  std::u16string units;
 };
 
 int Format(char* b, std::size_t n, const char* f, va_list a) {
@@ -42,8 +40,6 @@ int Format(WCHAR* b, std::size_t n, const WCHAR* f, va_list a) {
 int Count(const char* f, va_list a) { return platform::_vscprintf(f, a); }
 int Count(const WCHAR* f, va_list a) { return platform::_vscwprintf(f, a); }
 
-// The formatter, then the counting one on the same list, which the first
-// must have left unread (a caller's retry starts from the first argument).
 template <typename Unit>
 Outcome Call(std::size_t limit, bool count, const Unit* format, ...) {
   std::vector<Unit> buffer(limit + kCanary, static_cast<Unit>(kMark));
@@ -53,15 +49,8 @@ Outcome Call(std::size_t limit, bool count, const Unit* format, ...) {
   out.result = Format(buffer.data(), limit, format, args);
   if (count) out.needed = Count(format, args);
   va_end(args);
-  for (int i = 0; i < out.result; ++i) {
-    out.text.push_back(std::make_unsigned_t<Unit>(buffer[i]));
-  }
-  out.terminated = out.result >= 0 &&
-                   static_cast<std::size_t>(out.result) < limit &&
-                   buffer[out.result] == 0;
-  for (std::size_t i = limit; i < buffer.size(); ++i) {
-    out.canaryIntact = out.canaryIntact && buffer[i] == Unit(kMark);
-  }
+  for (Unit unit : buffer)
+    out.units.push_back(std::make_unsigned_t<Unit>(unit));
   return out;
 }
 
@@ -181,27 +170,21 @@ bool Check(const kztest::Line& line) {
   while (!fields.AtEnd()) {
     const kztest::Field* field = nullptr;
     fields.Take(&field);
-    const std::string& option = field->bare;
-    const std::string value = option.substr(option.find(':') + 1);
+    const std::string key = field->bare.substr(0, field->bare.find(':') + 1);
+    const std::string value = field->bare.substr(key.size());
     std::int64_t n = 0;
     const bool number =
         kztest::ParseInteger(value, &n) && n >= -1 && n <= 1 << 20;
-    if (field->quoted) {
-      return fields.Fail("options are bare");
-    } else if (option == "only:8" || option == "only:16") {
+    if (key == "only:" && (value == "8" || value == "16")) {
       runs = runs && value == (sizeof(Unit) == 1 ? "8" : "16");
-    } else if (option.compare(0, 7, "locale:") == 0) {
-      if (!kztest::ParseLocales(value, &here)) {
-        return fields.Fail("unknown locale");
-      }
-    } else if (option == "count:none") {
-      count = false;
-    } else if (option.compare(0, 6, "count:") == 0 && number) {
+    } else if (key == "count:" && (number || value == "none")) {
+      count = number;
       needed = n;
-    } else if (option.compare(0, 6, "limit:") == 0 && number && n >= 0) {
+    } else if (key == "limit:" && number && n >= 0) {
       limit = n;
-    } else {
-      return fields.Fail("unknown option " + option);
+    } else if (field->quoted || key != "locale:" ||
+               !kztest::ParseLocales(value, &here)) {
+      return fields.Fail("unknown option " + field->bare);
     }
   }
   if (!here || !runs) return false;
@@ -212,14 +195,12 @@ bool Check(const kztest::Line& line) {
   const Outcome out = Invoke(std::size_t(limit), count, units, args);
   EXPECT_EQ(result, out.result);
   if (result >= 0 && out.result == result) {
-    EXPECT_EQ(text, out.text);
-    EXPECT_TRUE(out.terminated || result >= limit)
-        << "no terminator although there was room";
+    EXPECT_EQ(text, out.units.substr(0, result));
+    EXPECT_TRUE(result >= limit || out.units[result] == 0) << "terminator";
   }
-  EXPECT_TRUE(out.canaryIntact) << "wrote past the limit";
-  if (count) {
-    EXPECT_EQ(needed, out.needed) << "counting";
-  }
+  EXPECT_EQ(std::u16string(kCanary, kMark), out.units.substr(limit))
+      << "wrote past the limit";
+  EXPECT_EQ(count ? needed : INT_MIN, out.needed) << "counting";
   return true;
 }
 
@@ -239,7 +220,7 @@ TEST(Format, CountDirectiveStoresTheLengthSoFar) {
   int written = -1;
   Outcome out = Call<char>(64, false, "abc%n|", &written);
   EXPECT_EQ(4, out.result);
-  EXPECT_EQ(u"abc|", out.text);
+  EXPECT_EQ(u"abc|", out.units.substr(0, 4));
   EXPECT_EQ(3, written);
   const WCHAR wide[] = {'a', 'b', 'c', 'd', '%', 'n', '|', 0};
   out = Call<WCHAR>(64, false, wide, &written);
