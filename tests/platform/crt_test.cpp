@@ -57,15 +57,11 @@ bool Check(std::size_t (*convert)(Out*, const In*, std::size_t),
   const std::size_t got = convert(buffer.data(), src, std::size_t(room));
   EXPECT_EQ(static_cast<std::size_t>(result), got);
   if (got == kFail || got != static_cast<std::size_t>(result)) return true;
-  std::u16string written;
-  for (std::size_t i = 0; i < got; ++i) {
-    written.push_back(std::make_unsigned_t<Out>(buffer[i]));
-  }
-  EXPECT_EQ(expected, written);
-  for (std::size_t i = got; i < buffer.size(); ++i) {
-    EXPECT_EQ(i == got && terminated ? Out{0} : sentinel, buffer[i])
-        << "at unit " << i;
-  }
+  std::u16string want = expected, written;
+  if (terminated) want.push_back(0);
+  want.resize(buffer.size(), std::make_unsigned_t<Out>(sentinel));
+  for (Out unit : buffer) written.push_back(std::make_unsigned_t<Out>(unit));
+  EXPECT_EQ(want, written) << "then the terminator and the sentinel";
   return true;
 }
 
@@ -167,8 +163,6 @@ TEST(CharacterFunctions, RecordedRows) {
     ASSERT_TRUE(kztest::ReadDataFile(file, &lines));
     for (const kztest::Line& line : lines) {
       const std::string& section = line.section;
-      const WCHAR unit = 0xAAAA;
-      const char byte = 0x5A;
       kztest::Fields fields(line);
       std::int64_t u[3] = {};
       bool done = false;
@@ -189,13 +183,13 @@ TEST(CharacterFunctions, RecordedRows) {
       } else if (section == "_wcsicmp") {
         done = Compare<WCHAR>(line, platform::_wcsicmp);
       } else if (section == "mbstowcs") {
-        done = Check(StrictToWide, line, unit);
+        done = Check(StrictToWide, line, WCHAR(0xAAAA));
       } else if (section == "wcstombs") {
-        done = Check(StrictToMbs, line, byte);
+        done = Check(StrictToMbs, line, char(0x5A));
       } else if (section == "MbsToWideReplacing") {
-        done = Check(platform::MbsToWideReplacing, line, unit);
+        done = Check(platform::MbsToWideReplacing, line, WCHAR(0xAAAA));
       } else if (section == "WideToMbsReplacing") {
-        done = Check(platform::WideToMbsReplacing, line, byte);
+        done = Check(platform::WideToMbsReplacing, line, char(0x5A));
       } else if (section == "wcstol") {
         done = CheckNumber(line);
       } else {
@@ -222,12 +216,10 @@ TEST(CharacterFunctions, RecordedRows) {
                     << got << ", want " << table[unit];
     }
   }
-  for (int which = 0; which < 2; ++which) {
-    EXPECT_EQ(0x7FFFFFFF,
-              platform::_stricmp(which ? "a" : nullptr, which ? nullptr : "a"));
-    EXPECT_EQ(0x7FFFFFFF, platform::_wcsicmp(which ? OLESTR("a") : nullptr,
-                                             which ? nullptr : OLESTR("a")));
-  }
+  EXPECT_EQ(0x7FFFFFFF, platform::_stricmp(nullptr, "a"));
+  EXPECT_EQ(0x7FFFFFFF, platform::_stricmp("a", nullptr));
+  EXPECT_EQ(0x7FFFFFFF, platform::_wcsicmp(nullptr, OLESTR("a")));
+  EXPECT_EQ(0x7FFFFFFF, platform::_wcsicmp(OLESTR("a"), nullptr));
 }
 
 }  // namespace
