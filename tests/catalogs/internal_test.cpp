@@ -39,19 +39,6 @@ TEST(DefaultCatalog, NameBuiltBeforeTheBlockSize) {
   }
 }
 
-// A client's CloseAll closes the default catalog's module too; its next
-// fetch reopens it.
-TEST(DefaultCatalog, AnswersAfterAClientsCloseAll) {
-  CKZCatalog& own = g_msgMapStore.defaultCatalog;
-  CKZString out;
-  EXPECT_EQ(S_OK, own.GetMsgEx(out, 29, nullptr));
-  EXPECT_EQ(u"28$Invalid argument specified.", W(out));
-  EXPECT_EQ(S_OK, CKZCatalog::CloseAll());
-  EXPECT_EQ(S_OK, own.GetMsgEx(out, 8, nullptr));
-  EXPECT_EQ(u"6$Unexpected failure.", W(out));
-  EXPECT_EQ(S_OK, CKZCatalog::CloseAll());
-}
-
 // While another thread holds the table's lock, a fetch through an object
 // that holds its module, and one through an object with an empty name, end
 // without it. Were either to wait for the lock, the worker would not finish

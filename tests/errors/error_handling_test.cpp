@@ -1,24 +1,167 @@
 // Raising and logging through a test client: the gate, the maps, the
 // catalogs, delivery to the queue, the error object or OnMessage, the queue,
-// the lock, the object's switches, publication and exhausted memory.
+// the lock, the object's switches, publication and exhausted memory. Every
+// case starts from a clean queue, lock, map store and thread error object.
 #include <gtest/gtest.h>
 #include <kzcommon/kzcommon.h>
 
+#include <cstdio>
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "errors/error_test_support.h"
+#include "errors/error_lock.h"
+#include "errors/message_queue.h"
+#include "errors/msg_map.h"
+#include "support/alloc_failure.h"
+#include "test_support.h"
+
+struct CKZErrorHandlingTestAccess {
+  static const MsgMap* Map(const CKZErrorHandling& object) {
+    return object.msgMap;
+  }
+};
 
 namespace {
 
-using kztest::Outcome;
-using kztest::TakeError;
-using kztest::TestClient;
-using kztest::TestKey;
+using kztest::NoInjectedFailures;
+using kztest::W;
+
+GUID TestKey(unsigned char n) {
+  return GUID{0x6b7a0000u + n, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, n}};
+}
+
+std::string Narrow(const std::u16string& text) {
+  return std::string(text.begin(), text.end());
+}
+
+// A client of kz_error_catalog (error_catalog.rc) that records what the
+// library asks of it. Without a key it keeps the all-zero one.
+class TestClient : public CKZErrorHandling {
+ public:
+  struct Entry {
+    HRESULT code;
+    ULONG msgId;
+    ULONG msgType;
+  };
+  // OnCreateMsgMap adds `entries`, then gives onCreateResult.
+  explicit TestClient(const GUID* mapKey = nullptr,
+                      std::initializer_list<Entry> entries = {})
+      : key(mapKey != nullptr ? *mapKey : GUID_NULL),
+        onCreateEntries(entries) {}
+
+  GUID key;
+  const WCHAR* catalogName = OLESTR("kz_error_catalog");
+  HRESULT onMessageResult = S_OK;
+  HRESULT onCreateResult = S_OK;
+  const std::vector<Entry> onCreateEntries;
+  int catalogCalls = 0;
+  int createCalls = 0;
+  std::vector<std::string> messages;  // OnMessage's composites
+
+  HRESULT OnCreateMsgMap() override {
+    ++createCalls;
+    for (const Entry& entry : onCreateEntries) {
+      const HRESULT hr = AddMsgMapEntry(entry.code, entry.msgId, entry.msgType);
+      if (hr < 0) return hr;
+    }
+    return onCreateResult;
+  }
+
+ protected:
+  const WCHAR* GetCatalogName() override {
+    ++catalogCalls;
+    return catalogName;
+  }
+  HRESULT OnMessage(CKZMsgString& message) override {
+    NoInjectedFailures record;  // the record is the test's own
+    messages.push_back(Narrow(W(message)));
+    return onMessageResult;
+  }
+  const GUID& GetMsgMapKey() override {
+    return key == GUID_NULL ? CKZErrorHandling::GetMsgMapKey() : key;
+  }
+};
+
+void Append(std::string& out, const std::string& item) {
+  out += (out.empty() ? "" : " ") + item;
+}
+// Q(code,type,text) for each entry, in order.
+std::string Describe(const CKZErrorHandling::MessageList& list) {
+  std::string out;
+  for (const CKZErrorHandling::MessageInfo& info : list) {
+    char head[40];
+    std::snprintf(head, sizeof head, "Q(%X,%u,",
+                  static_cast<unsigned>(info.resultCode),
+                  static_cast<unsigned>(info.messageType));
+    Append(out, head + Narrow(W(info.messageText)) + ")");
+  }
+  return out;
+}
+
+// The thread's error object, taken: its description, or "(none)". With
+// `description`, also the other fields first, as "guid context file source
+// description", the GUID as "key" (TestKey(42)), "null" or "other".
+std::string TakeError(std::u16string* description = nullptr) {
+  IErrorInfo* info = nullptr;
+  if (GetErrorInfo(0, &info) != S_OK || info == nullptr) return "(none)";
+  std::string out;
+  GUID guid = GUID_NULL;
+  DWORD context = 0;
+  if (description != nullptr && info->GetGUID(&guid) == S_OK &&
+      info->GetHelpContext(&context) == S_OK) {
+    out = guid == GUID_NULL ? "null " : guid == TestKey(42) ? "key " : "other ";
+    out += std::to_string(context) + " ";
+  }
+  for (auto get : {&IErrorInfo::GetHelpFile, &IErrorInfo::GetSource,
+                   &IErrorInfo::GetDescription}) {
+    const bool field = get != &IErrorInfo::GetDescription;
+    if (field && description == nullptr) continue;
+    BSTR text = nullptr;
+    out += (info->*get)(&text) == S_OK ? Narrow(W(text)) : "(failed)";
+    out += field ? " " : "";
+    if (!field && description != nullptr) *description = W(text);
+    SysFreeString(text);
+  }
+  info->Release();
+  return out;
+}
+
+// All a raise left: the queue, then P(the published description), then
+// M(each composite given to OnMessage). Takes the error object.
+std::string Outcome(const TestClient& client) {
+  CKZErrorHandling::MessageList queue;
+  EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(queue));
+  std::string out = Describe(queue);
+  const std::string published = TakeError();
+  if (published != "(none)") Append(out, "P(" + published + ")");
+  for (const std::string& message : client.messages) {
+    Append(out, "M(" + message + ")");
+  }
+  return out;
+}
+
+// The state the library starts with, bar the catalog modules, which stay
+// open as in a client. The maps go with the objects that point into them:
+// each case makes its own objects.
+void ResetErrorState() {
+  CKZErrorHandling::ClearMessageQueue();
+  g_errorLockOwner = nullptr;
+  g_msgMapStore.maps.clear();
+  static_cast<void>(TakeError());
+}
+
+class ErrorStateTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ResetErrorState(); }
+  void TearDown() override { ResetErrorState(); }
+};
+
 using Access = CKZErrorHandlingTestAccess;
 using Lock = CKZErrorHandling::CKZErrorLock;
 
-class ErrorHandling : public kztest::ErrorStateTest {};
+class ErrorHandling : public ErrorStateTest {};
 
 // A code that the keyed client maps to an id no catalog holds; one unmapped.
 const HRESULT kNoText = static_cast<HRESULT>(0x80040001u);
@@ -106,7 +249,7 @@ TEST_F(ErrorHandling, Road) {
   const GUID key = TestKey(1);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    kztest::ResetErrorState();
+    ResetErrorState();
     TestClient client((row.setup & kKeyed) != 0 ? &key : nullptr,
                       {{E_FAIL, 101, 2}, {E_ABORT, 102, 4}, {kNoText, 999, 2}});
     if ((row.setup & kQueueOff) != 0) client.DisableMessageQueue();
@@ -152,7 +295,7 @@ TEST_F(ErrorHandling, Gate) {
   for (const Row& row : rows) {
     for (int overload = 0; overload < 3; ++overload) {
       SCOPED_TRACE(testing::Message() << row.name << ", overload " << overload);
-      kztest::ResetErrorState();
+      ResetErrorState();
       TestClient client(&key);
       TestClient other;
       for (int i = 0; i < row.suspends; ++i) client.SuspendErrorHandling();
@@ -224,7 +367,8 @@ TEST_F(ErrorHandling, DefaultMap) {
 }
 
 // Clients of different catalogs in turn, and across CloseAll, each get their
-// own catalog's text, not that of the module a previous raise found.
+// own catalog's text, not that of the module a previous raise found. After
+// a client's CloseAll the default catalog reopens its module too.
 TEST_F(ErrorHandling, CatalogOfEachRaise) {
   const WCHAR* kOwn = OLESTR("kz_error_catalog");
   const WCHAR* kCloseAll = nullptr;
@@ -232,7 +376,7 @@ TEST_F(ErrorHandling, CatalogOfEachRaise) {
                             OLESTR("KzTestCatalogB"), kCloseAll, kOwn}) {
     if (name == kCloseAll) {
       EXPECT_EQ(S_OK, CKZCatalog::CloseAll());
-      name = kOwn;
+      name = OLESTR("");
     }
     TestClient client;
     client.catalogName = name;
@@ -251,7 +395,7 @@ TEST_F(ErrorHandling, QueueOperations) {
   CKZErrorHandling::MessageList list;
   ASSERT_TRUE(list.PushBack({5, 99, CKZString(OLESTR("mine"))}));
   EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(list));
-  EXPECT_EQ("Q(5,99,mine)", kztest::Describe(list));
+  EXPECT_EQ("Q(5,99,mine)", Describe(list));
 
   TestClient client;
   WCHAR buffer[] = OLESTR("a");
@@ -262,7 +406,7 @@ TEST_F(ErrorHandling, QueueOperations) {
   const std::string queued = "Q(0,4,a) Q(80004005,2,b) Q(0,8,c)";
   EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(list));
   EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(list));
-  EXPECT_EQ("Q(5,99,mine) " + queued + " " + queued, kztest::Describe(list));
+  EXPECT_EQ("Q(5,99,mine) " + queued + " " + queued, Describe(list));
   EXPECT_EQ(u"c", kztest::W((--list.end())->messageText)) << "newest last";
   EXPECT_EQ(3u, CKZErrorHandling::GetMessageQueueSize());
   EXPECT_EQ(S_FALSE, client.Raise(E_FAIL)) << "reading keeps the gate shut";
@@ -366,7 +510,7 @@ TEST_F(ErrorHandling, MapsAndSwitches) {
 }
 
 // KZRaiseError on the thread's error object; under Wine the platform's own.
-class ErrorPublication : public kztest::ErrorStateTest {};
+class ErrorPublication : public ErrorStateTest {};
 
 // The checks in their order, and what a passing call publishes: the type
 // digit and the number, never hr. A refused call leaves the earlier object.
@@ -422,14 +566,14 @@ TEST_F(ErrorPublication, FieldsReadBack) {
 // Exhausted memory: each allocation fails in turn. A failed step reports
 // E_OUTOFMEMORY and leaves the queue, the maps and the caller's outputs as
 // they were; under ASan a leak fails too.
-class ErrorOutOfMemory : public kztest::ErrorStateTest {
+class ErrorOutOfMemory : public ErrorStateTest {
  protected:
   // Both catalogs open before the counting, as they stay open in a client.
   void SetUp() override {
     TestClient warm;
     ASSERT_EQ(S_OK, warm.Raise(E_POINTER));
     ASSERT_EQ(S_OK, warm.Log(4, 1u));
-    kztest::ResetErrorState();
+    ResetErrorState();
   }
 };
 
@@ -467,7 +611,7 @@ TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
       std::optional<TestClient> client;
       {
         kztest::NoInjectedFailures setup;
-        kztest::ResetErrorState();
+        ResetErrorState();
         client.emplace(
             row.keyed ? &key : nullptr,
             std::initializer_list<TestClient::Entry>{{E_FAIL, 102, 2}});
@@ -523,7 +667,7 @@ TEST_F(ErrorOutOfMemory, GetMessageQueue) {
     const bool fired = kztest::InjectedFailureFired();
     EXPECT_EQ(fired ? E_OUTOFMEMORY : S_FALSE, result);
     EXPECT_EQ(fired ? "Q(7,16,mine)" : "Q(7,16,mine) " + queued,
-              kztest::Describe(list));
+              Describe(list));
     EXPECT_EQ(queued, Outcome(client));
   });
   EXPECT_EQ(2u, count);

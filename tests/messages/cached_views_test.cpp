@@ -18,14 +18,14 @@ const WCHAR* U(const char16_t* text) {
   return reinterpret_cast<const WCHAR*>(text);
 }
 
-// The class's own reader, for both views alike.
+// The class's own reader, for both views alike, and the one it inherits,
+// which never touches the view.
 HRESULT Read(CKZSimpleMsgString& m, CKZString& out) {
   return m.BuildSimpleMessage(out);
 }
 HRESULT Read(CKZDetailMsgString& m, CKZString& out) {
   return m.BuildDetailMessage(out);
 }
-// The reader the class inherits, which never touches the view.
 HRESULT ReadOther(CKZSimpleMsgString& m, CKZString& out) {
   return m.BuildDetailMessage(out);
 }
@@ -34,20 +34,12 @@ HRESULT ReadOther(CKZDetailMsgString& m, CKZString& out) {
 }
 
 template <typename View>
-class CachedView : public ::testing::Test {};
-
-// The expected texts of each class for the composites used below.
-template <typename View>
-struct Texts;
-template <>
-struct Texts<CKZSimpleMsgString> {
-  static constexpr const char16_t* kFirst = u"first";
-  static constexpr const char16_t* kSecond = u"second";
-};
-template <>
-struct Texts<CKZDetailMsgString> {
-  static constexpr const char16_t* kFirst = u"1001-o - first";
-  static constexpr const char16_t* kSecond = u"2002 - second";
+class CachedView : public ::testing::Test {
+ protected:
+  static constexpr bool kSimple = std::is_same<View, CKZSimpleMsgString>::value;
+  // The readings of "1$first" (type 1, origin "o") and "2$second" (type 2).
+  const char16_t* kFirst = kSimple ? u"first" : u"1001-o - first";
+  const char16_t* kSecond = kSimple ? u"second" : u"2002 - second";
 };
 
 using ViewTypes = ::testing::Types<CKZSimpleMsgString, CKZDetailMsgString>;
@@ -55,65 +47,32 @@ TYPED_TEST_SUITE(CachedView, ViewTypes);
 
 }  // namespace
 
-// Fault: a hit searches the composite again or copies the view; the first
-// reading isn't kept; a hit answers S_OK. The second call shares the
-// view's block and answers S_FALSE.
-TYPED_TEST(CachedView, SecondReadingComesFromTheView) {
+// Fault: the inherited reader fills the view or answers from it; the first
+// reading isn't kept; a hit searches the composite again, copies the view
+// or answers S_OK; GetMsg bypasses the override or passes its S_FALSE on; a
+// copy or an assignment drops the view, or takes the text but not the
+// error number. A hit shares the view's block and answers S_FALSE; the
+// conversions hand out the view itself.
+TYPED_TEST(CachedView, ReadingsComeFromTheViewAndCopiesCarryIt) {
   TypeParam m;
   ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"1$first"), U(u"o")));
-  CKZString first;
-  EXPECT_EQ(S_OK, Read(m, first));
-  EXPECT_EQ(Texts<TypeParam>::kFirst, W(first));
-  CKZString second;
-  EXPECT_EQ(S_FALSE, Read(m, second));
-  EXPECT_EQ(A::Block(first), A::Block(second));
-  // The conversions hand out the view itself.
-  EXPECT_EQ(A::WideBuffer(first), static_cast<const WCHAR*>(m));
-  EXPECT_EQ(M(first), M(m));
-}
-
-// Fault: FormatMsg keeps the old view, or drops it only when it succeeds.
-// A failed FormatMsg (E_POINTER) keeps the composite but the next reading
-// is built anew from it.
-TYPED_TEST(CachedView, FormatMsgDropsTheViewAlsoWhenItFails) {
-  TypeParam m;
-  ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"1$first"), U(u"o")));
-  EXPECT_EQ(Texts<TypeParam>::kFirst, W(m));
-  ASSERT_EQ(S_OK, m.FormatMsg(2, U(u"2$second")));
-  EXPECT_EQ(Texts<TypeParam>::kSecond, W(m));
-  CKZMsgString& base = m;
-  base = OLESTR("3$third");  // the composite changes, the view stays
-  EXPECT_EQ(Texts<TypeParam>::kSecond, W(m));
-  EXPECT_EQ(E_POINTER, m.FormatMsg(1, nullptr));
-  EXPECT_EQ(u"3$third", W(static_cast<CKZString&>(m)));
   CKZString out;
-  EXPECT_EQ(S_FALSE, Read(m, out));  // no markers: built from the text
-  EXPECT_EQ(u"3$third", W(out));
-  EXPECT_EQ(u"3$third", W(m));
-}
-
-// Fault: FormatMsg frees the view before it reads a text that points into
-// the view (a pointer a conversion handed out): ASan sees a use after free.
-TYPED_TEST(CachedView, FormatMsgMayReadTheView) {
-  TypeParam m;
-  ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"1$first"), U(u"o")));
+  EXPECT_EQ(S_OK, ReadOther(m, out));
+  EXPECT_EQ(S_OK, ReadOther(m, out));
+  CKZString first;
+  EXPECT_EQ(S_OK, Read(m, first));  // still a miss: built now
+  EXPECT_EQ(this->kFirst, W(first));
+  CKZString again;
+  EXPECT_EQ(S_OK, m.GetMsg(TestFixture::kSimple ? 0 : 1, again));
+  EXPECT_EQ(A::Block(first), A::Block(again));
+  EXPECT_EQ(S_FALSE, Read(m, again));
+  EXPECT_EQ(A::Block(first), A::Block(again));
   const WCHAR* view = m;
-  ASSERT_EQ(S_OK, m.FormatMsg(4, view));
-  CKZMsgString plain;
-  ASSERT_EQ(S_OK, plain.FormatMsg(4, U(Texts<TypeParam>::kFirst)));
-  EXPECT_EQ(W(plain), W(static_cast<CKZString&>(m)));
-}
+  EXPECT_EQ(A::WideBuffer(first), view);
+  EXPECT_EQ(M(first), M(m));
 
-// Fault: a copy or an assignment drops the view, or takes the text but not
-// the error number. Both share the source's blocks; the copy's first
-// reading is a hit.
-TYPED_TEST(CachedView, CopiesCarryABuiltView) {
-  TypeParam m;
-  ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"1$first"), U(u"o")));
-  const WCHAR* view = m;
   TypeParam copy(m);
   EXPECT_EQ(1001u, copy.GetErrorNum());
-  CKZString out;
   EXPECT_EQ(S_FALSE, Read(copy, out));
   EXPECT_EQ(view, static_cast<const WCHAR*>(out));
   TypeParam assigned;
@@ -126,30 +85,30 @@ TYPED_TEST(CachedView, CopiesCarryABuiltView) {
   EXPECT_EQ(view, static_cast<const WCHAR*>(assigned));
 }
 
-// Fault: the inherited reader fills the view or answers from it.
-TYPED_TEST(CachedView, OtherReaderLeavesTheView) {
+// Fault: FormatMsg frees the view before it reads a text that points into
+// it (a pointer a conversion handed out: ASan sees a use after free), keeps
+// the old view, or drops it only when it succeeds. A failed FormatMsg
+// (E_POINTER) keeps the composite but the next reading is built anew.
+TYPED_TEST(CachedView, FormatMsgDropsTheViewAlsoWhenItFails) {
   TypeParam m;
   ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"1$first"), U(u"o")));
+  const WCHAR* view = m;
+  EXPECT_EQ(this->kFirst, W(view));
+  ASSERT_EQ(S_OK, m.FormatMsg(4, view));
+  CKZMsgString plain;
+  ASSERT_EQ(S_OK, plain.FormatMsg(4, U(this->kFirst)));
+  EXPECT_EQ(W(plain), W(static_cast<CKZString&>(m)));
+  ASSERT_EQ(S_OK, m.FormatMsg(2, U(u"2$second")));
+  EXPECT_EQ(this->kSecond, W(m));
+  CKZMsgString& base = m;
+  base = OLESTR("3$third");  // the composite changes, the view stays
+  EXPECT_EQ(this->kSecond, W(m));
+  EXPECT_EQ(E_POINTER, m.FormatMsg(1, nullptr));
+  EXPECT_EQ(u"3$third", W(static_cast<CKZString&>(m)));
   CKZString out;
-  EXPECT_EQ(S_OK, ReadOther(m, out));
-  EXPECT_EQ(S_OK, ReadOther(m, out));
-  CKZString own;
-  EXPECT_EQ(S_OK, Read(m, own));  // still a miss: built now
-}
-
-// Fault: GetMsg bypasses the override, or passes its S_FALSE on.
-TYPED_TEST(CachedView, GetMsgGoesThroughTheView) {
-  TypeParam m;
-  ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"1$first"), U(u"o")));
-  const ULONG kind = std::is_same<TypeParam, CKZSimpleMsgString>::value ? 0 : 1;
-  CKZString out;
-  EXPECT_EQ(S_OK, m.GetMsg(kind, out));
-  EXPECT_EQ(Texts<TypeParam>::kFirst, W(out));
-  CKZString again;
-  EXPECT_EQ(S_OK, m.GetMsg(kind, again));  // a hit inside, S_OK outside
-  EXPECT_EQ(A::Block(out), A::Block(again));
-  CKZString hit;
-  EXPECT_EQ(S_FALSE, Read(m, hit));
+  EXPECT_EQ(S_FALSE, Read(m, out));  // no markers: built from the text
+  EXPECT_EQ(u"3$third", W(out));
+  EXPECT_EQ(u"3$third", W(m));
 }
 
 // Fault: a new view hands out text, or an empty reading counts as built.

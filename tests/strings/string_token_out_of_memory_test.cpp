@@ -33,37 +33,28 @@ std::string Describe(const CKZStringToken& list, const CKZString& result) {
   return std::string(text.begin(), text.end());
 }
 
-// The list that an operation changes or makes.
-enum class Seen { kList, kTarget, kCopy };
-
-struct Op {
-  const char* name;
-  Seen seen;
-  // On `list` (a fresh Full() list), into `target` (a list of one token) or
-  // into `copy`; a joined text goes to `result`.
-  void (*run)(CKZStringToken& list, CKZStringToken& target,
-              std::optional<CKZStringToken>& copy, CKZString& result);
+// What an operation works on: `list` (a fresh Full() list), `target` (a
+// list of one token) and `copy`; a joined text goes to `result`. `seen` is
+// the list it changes or makes.
+struct Lists {
+  CKZStringToken list, target;
+  std::optional<CKZStringToken> copy;
+  CKZString result;
+  CKZStringToken* seen = &list;
 };
 
-const Op kOps[] = {
-    {"AddTokens, growing", Seen::kList,
-     [](CKZStringToken& list, CKZStringToken&, std::optional<CKZStringToken>&,
-        CKZString&) {
-       EXPECT_EQ(S_OK, list.AddTokens(CKZString(OLESTR(";e;;f;"))));
-     }},
-    {"AddTokens of multibyte text", Seen::kList,
-     [](CKZStringToken& list, CKZStringToken&, std::optional<CKZStringToken>&,
-        CKZString&) { EXPECT_EQ(S_OK, list.AddTokens(CKZString("e;f"))); }},
-    {"copy", Seen::kCopy,
-     [](CKZStringToken& list, CKZStringToken&,
-        std::optional<CKZStringToken>& copy,
-        CKZString&) { copy.emplace(list); }},
-    {"assignment to a smaller room", Seen::kTarget,
-     [](CKZStringToken& list, CKZStringToken& target,
-        std::optional<CKZStringToken>&, CKZString&) { target = list; }},
-    {"GetTokensList", Seen::kList,
-     [](CKZStringToken& list, CKZStringToken&, std::optional<CKZStringToken>&,
-        CKZString& result) { result = list.GetTokensList(); }},
+const struct Op {
+  const char* name;
+  void (*run)(Lists& l);
+} kOps[] = {
+    {"AddTokens, growing",
+     [](Lists& l) { EXPECT_EQ(S_OK, l.list.AddTokens(OLESTR(";e;;f;"))); }},
+    {"AddTokens of multibyte text",
+     [](Lists& l) { EXPECT_EQ(S_OK, l.list.AddTokens(CKZString("e;f"))); }},
+    {"copy", [](Lists& l) { l.seen = &l.copy.emplace(l.list); }},
+    {"assignment to a smaller room",
+     [](Lists& l) { *(l.seen = &l.target) = l.list; }},
+    {"GetTokensList", [](Lists& l) { l.result = l.list.GetTokensList(); }},
 };
 
 TEST(TokenListOutOfMemory, EachAllocationFailing) {
@@ -71,34 +62,31 @@ TEST(TokenListOutOfMemory, EachAllocationFailing) {
     SCOPED_TRACE(op.name);
     std::string success;
     const unsigned count = ForEachFailingAllocation([&](unsigned n) {
-      CKZStringToken list, target;
-      std::optional<CKZStringToken> copy;
-      CKZString result;
+      Lists l;
       // What a failure leaves: the list as it was, or a copy that is empty
       // with the other's delimiter.
-      std::string before;
+      std::string list, target;
       {
         NoInjectedFailures setup;
-        list = Full();
-        target.AddTokens(CKZString(OLESTR("x")));
-        before = op.seen == Seen::kCopy     ? "; [] (null)"
-                 : op.seen == Seen::kTarget ? Describe(target, result)
-                                            : Describe(list, result);
+        l.list = Full();
+        l.target.AddTokens(CKZString(OLESTR("x")));
+        list = Describe(l.list, l.result);
+        target = Describe(l.target, l.result);
       }
-      op.run(list, target, copy, result);
+      op.run(l);
       const bool fired = InjectedFailureFired();
       SCOPED_TRACE(n);
-      CKZStringToken& seen = op.seen == Seen::kCopy     ? *copy
-                             : op.seen == Seen::kTarget ? target
-                                                        : list;
-      const std::string outcome = Describe(seen, result);
+      const std::string outcome = Describe(*l.seen, l.result);
       if (n == 0) success = outcome;
+      const std::string before = l.copy                ? "; [] (null)"
+                                 : l.seen == &l.target ? target
+                                                       : list;
       if (!(fired && outcome == before)) {
         EXPECT_EQ(success, outcome) << "neither nothing nor everything";
       }
       // Usable whatever happened: it takes another token.
-      EXPECT_EQ(S_OK, seen.AddTokens(CKZString(OLESTR("z"))));
-      EXPECT_EQ(u"z", W(seen.GetNthToken(seen.GetCount() - 1)));
+      EXPECT_EQ(S_OK, l.seen->AddTokens(CKZString(OLESTR("z"))));
+      EXPECT_EQ(u"z", W(l.seen->GetNthToken(l.seen->GetCount() - 1)));
     });
     EXPECT_GT(count, 0u);
   }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "strings/internal/test_access.h"
 #include "strings/internal/token_test_access.h"
@@ -20,10 +19,11 @@ const WCHAR* U(const char16_t* text) {
   return reinterpret_cast<const WCHAR*>(text);
 }
 
-std::vector<std::u16string> Tokens(const CKZStringToken& list) {
-  std::vector<std::u16string> out;
+// The tokens, each followed by '|'.
+std::u16string Tokens(const CKZStringToken& list) {
+  std::u16string out;
   for (ULONG i = 0; i < list.GetCount(); ++i) {
-    out.push_back(W(list.GetNthToken(i)));
+    out += W(list.GetNthToken(i)) + u"|";
   }
   return out;
 }
@@ -48,34 +48,25 @@ TEST(StringTokenSplit, SplitsInTheMannerOfWcstok) {
     Delim delim;
     const char16_t* delimiter;
     const char16_t* text;  // nullptr: a null string
-    std::vector<std::u16string> tokens;
+    const char16_t* tokens;
   } rows[] = {
-      {"three", Delim::kDefault, nullptr, u"a,b,c", {u"a", u"b", u"c"}},
-      {"edges and runs", Delim::kDefault, nullptr, u",,a,,b,,", {u"a", u"b"}},
-      {"no separator", Delim::kDefault, nullptr, u"a", {u"a"}},
-      {"empty text", Delim::kDefault, nullptr, u"", {}},
-      {"null text", Delim::kDefault, nullptr, nullptr, {}},
-      {"separators only", Delim::kDefault, nullptr, u",,,", {}},
-      {"blank is a token", Delim::kDefault, nullptr, u" , ", {u" ", u" "}},
-      {"two-unit set", Delim::kGiven, u",;", u"a;b,c", {u"a", u"b", u"c"}},
-      {"two-unit set, mixed run",
-       Delim::kGiven,
-       u",;",
-       u";,a,;,b;",
-       {u"a", u"b"}},
-      {"set above 255",
-       Delim::kGiven,
-       u"\u3001,",
-       u"\u65e5\u3001\u672c,x",
-       {u"\u65e5", u"\u672c", u"x"}},
-      {"long token",
-       Delim::kDefault,
-       nullptr,
+      {"three", Delim::kDefault, nullptr, u"a,b,c", u"a|b|c|"},
+      {"edges and runs", Delim::kDefault, nullptr, u",,a,,b,,", u"a|b|"},
+      {"no separator", Delim::kDefault, nullptr, u"a", u"a|"},
+      {"empty text", Delim::kDefault, nullptr, u"", u""},
+      {"null text", Delim::kDefault, nullptr, nullptr, u""},
+      {"separators only", Delim::kDefault, nullptr, u",,,", u""},
+      {"blank is a token", Delim::kDefault, nullptr, u" , ", u" | |"},
+      {"two-unit set", Delim::kGiven, u",;", u"a;b,c", u"a|b|c|"},
+      {"two-unit set, mixed run", Delim::kGiven, u",;", u";,a,;,b;", u"a|b|"},
+      {"set above 255", Delim::kGiven, u"\u3001,", u"\u65e5\u3001\u672c,x",
+       u"\u65e5|\u672c|x|"},
+      {"long token", Delim::kDefault, nullptr,
        u"abcdefghijklmnopqrstuvwxyz0123456789,z",
-       {u"abcdefghijklmnopqrstuvwxyz0123456789", u"z"}},
-      {"empty delimiter", Delim::kGiven, u"", u"a,b", {u"a,b"}},
-      {"null delimiter", Delim::kNull, nullptr, u"a,b", {u"a,b"}},
-      {"null delimiter, empty text", Delim::kNull, nullptr, u"", {}},
+       u"abcdefghijklmnopqrstuvwxyz0123456789|z|"},
+      {"empty delimiter", Delim::kGiven, u"", u"a,b", u"a,b|"},
+      {"null delimiter", Delim::kNull, nullptr, u"a,b", u"a,b|"},
+      {"null delimiter, empty text", Delim::kNull, nullptr, u"", u""},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -86,7 +77,6 @@ TEST(StringTokenSplit, SplitsInTheMannerOfWcstok) {
         row.text == nullptr ? CKZString() : CKZString(U(row.text));
     EXPECT_EQ(S_OK, list.AddTokens(text));
     EXPECT_EQ(row.tokens, Tokens(list));
-    EXPECT_EQ(row.tokens.size(), list.GetCount());
   }
 }
 
@@ -118,16 +108,6 @@ TEST(StringTokenSplit, ArgumentAndItsSharersStayWhole) {
   }
 }
 
-// Fault: a second AddTokens clears the list, or drops tokens that are
-// already there. The same text twice gives every token twice, in order.
-TEST(StringTokenSplit, AddingAgainAppends) {
-  CKZStringToken list = ListOf(u"a,b");
-  EXPECT_EQ(S_OK, list.AddTokens(U(u"b,a")));
-  EXPECT_EQ(S_OK, list.AddTokens(U(u"a,b")));
-  EXPECT_EQ((std::vector<std::u16string>{u"a", u"b", u"b", u"a", u"a", u"b"}),
-            Tokens(list));
-}
-
 // Fault: the delimiter of a new list is shared between lists, is wide, or
 // is missing. It is the multibyte text "," in a block of its own.
 TEST(StringTokenList, NewListIsEmptyWithCommaDelimiter) {
@@ -144,11 +124,14 @@ TEST(StringTokenList, NewListIsEmptyWithCommaDelimiter) {
   EXPECT_TRUE(A::IsNull(first.GetNthToken(0)));
 }
 
-// Fault: lookups ignore case, match a null argument, or stop short of the
-// last token; removal takes out a later duplicate first, takes out all of
-// them, or copies text instead of moving blocks forward.
+// Fault: a second AddTokens clears the list, or drops tokens that are
+// already there; lookups ignore case, match a null argument, or stop short
+// of the last token; removal takes out a later duplicate first, takes out
+// all of them, or copies text instead of moving blocks forward.
 TEST(StringTokenList, RemoveTakesTheFirstMatchAndMovesTheRestForward) {
-  CKZStringToken list = ListOf(u"a,b,a,c");
+  CKZStringToken list = ListOf(u"a,b");
+  EXPECT_EQ(S_OK, list.AddTokens(U(u"a,c")));
+  EXPECT_EQ(u"a|b|a|c|", Tokens(list));
   const CKZStringBlock* b = A::Block(list.GetNthToken(1));
   const CKZStringBlock* secondA = A::Block(list.GetNthToken(2));
   const CKZStringBlock* c = A::Block(list.GetNthToken(3));
@@ -158,13 +141,13 @@ TEST(StringTokenList, RemoveTakesTheFirstMatchAndMovesTheRestForward) {
   EXPECT_EQ(S_FALSE, list.RemoveToken(U(u"A")));
   EXPECT_EQ(S_FALSE, list.RemoveToken(CKZString()));
   EXPECT_EQ(S_OK, list.RemoveToken("a"));  // multibyte argument
-  EXPECT_EQ((std::vector<std::u16string>{u"b", u"a", u"c"}), Tokens(list));
+  EXPECT_EQ(u"b|a|c|", Tokens(list));
   EXPECT_EQ(b, A::Block(list.GetNthToken(0)));
   EXPECT_EQ(secondA, A::Block(list.GetNthToken(1)));
   EXPECT_EQ(c, A::Block(list.GetNthToken(2)));
   EXPECT_EQ(S_OK, list.RemoveToken(U(u"a")));
   EXPECT_EQ(S_FALSE, list.RemoveToken(U(u"a")));
-  EXPECT_EQ((std::vector<std::u16string>{u"b", u"c"}), Tokens(list));
+  EXPECT_EQ(u"b|c|", Tokens(list));
   EXPECT_EQ(4u, T::Room(list));  // room never shrinks
   EXPECT_EQ(S_OK, list.RemoveToken(U(u"b")));
   EXPECT_EQ(S_OK, list.RemoveToken(U(u"c")));
@@ -211,8 +194,7 @@ TEST(StringTokenList, JoinTakesOffOneUnit) {
 TEST(StringTokenList, JoinedTextSplitsBackAndDelimiterChangesOnlyTheJoin) {
   CKZStringToken list = ListOf(u"one,two,three");
   list.SetDelimiter(U(u";;"));
-  EXPECT_EQ((std::vector<std::u16string>{u"one", u"two", u"three"}),
-            Tokens(list));
+  EXPECT_EQ(u"one|two|three|", Tokens(list));
   const CKZString joined = list.GetTokensList();
   EXPECT_EQ(u"one;;two;;three;", W(joined));
   CKZStringToken again;
@@ -231,7 +213,7 @@ TEST(StringTokenList, EditingAHandedOutTokenLeavesTheList) {
   token.MakeUpperCase();
   token += OLESTR("!");
   EXPECT_EQ(u"ABC!", W(token));
-  EXPECT_EQ((std::vector<std::u16string>{u"abc", u"def"}), Tokens(list));
+  EXPECT_EQ(u"abc|def|", Tokens(list));
 }
 
 // Fault: room grows by one instead of doubling, starts above 1, or shrinks;
@@ -284,14 +266,12 @@ TEST(StringTokenList, AssignmentSharesEveryTokenAndKeepsRoomThatSuffices) {
     CKZStringToken other = ListOf(row.source == nullptr ? u"" : row.source);
     CKZStringToken& source = row.source == nullptr ? target : other;
     source.SetDelimiter(U(u"|"));
-    const std::vector<std::u16string> tokens = Tokens(source);
+    const std::u16string tokens = Tokens(source);
     const CKZStringBlock* first = A::Block(source.GetNthToken(0));
     const void* storage = T::Storage(target);
     target = source;
     EXPECT_EQ(tokens, Tokens(target));
     EXPECT_EQ(first, A::Block(target.GetNthToken(0)));
-    EXPECT_EQ(source.GetCount(), target.GetCount());
-    EXPECT_EQ(Tokens(source), Tokens(target));
     EXPECT_EQ(row.room, T::Room(target));
     EXPECT_EQ(row.sameStorage, storage == T::Storage(target));
     EXPECT_EQ(A::Block(T::Delimiter(source)), A::Block(T::Delimiter(target)));
