@@ -67,18 +67,12 @@ TEST_F(CatalogCache, OneLoadPerName) {
 // on POSIX neither opens a module by itself (file names are case-sensitive
 // and "k{>test_catalog" is no file), and its Close closes the first module.
 TEST_F(CatalogCache, NamesMeetByHash) {
-  const struct {
-    const char* name;
-    const WCHAR* other;
-  } rows[] = {
-      {"case only", OLESTR("KZ_Test_Catalog")},
-      {"another name of the same hash", OLESTR("k{>test_catalog")},
-  };
   ASSERT_EQ(Hash(u"kz_test_catalog"), Hash(u"k{>test_catalog"));
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const WCHAR* name :
+       {OLESTR("KZ_Test_Catalog"), OLESTR("k{>test_catalog")}) {
+    SCOPED_TRACE(M(CKZString(name)));
     CKZCatalog first(TestCatalogName());
-    CKZCatalog other(row.other);
+    CKZCatalog other(name);
     EXPECT_EQ(u"0$Hello", Fetch(first, kIdHello));
     EXPECT_EQ(u"0$Hello", Fetch(other, kIdHello));
     EXPECT_EQ(S_OK, other.Close());
@@ -88,13 +82,10 @@ TEST_F(CatalogCache, NamesMeetByHash) {
 }
 
 // LoadLibraryW gets the name as given: on POSIX a lowered copy would miss
-// the file libKzTestCatalogB.so. A name with and without its extension are
-// two catalogs of one module, each entry with a reference of its own.
-TEST_F(CatalogCache, NamesReachTheLoaderAsGiven) {
-  CKZCatalog b(OLESTR("KzTestCatalogB"));
-  EXPECT_EQ(u"B: hello", Fetch(b, 1));
-  EXPECT_TRUE(CatalogModuleLoaded(kModuleB));
-
+// the file libKzTestCatalogB.so (CloseResults). A name with and without its
+// extension are two catalogs of one module, each entry with a reference of
+// its own.
+TEST_F(CatalogCache, NameWithExtension) {
   CKZCatalog bare(TestCatalogName());
   CKZCatalog withExtension(OLESTR("kz_test_catalog.dll"));
   EXPECT_EQ(u"0$Hello", Fetch(bare, kIdHello));
@@ -112,6 +103,7 @@ TEST_F(CatalogCache, CloseResults) {
   EXPECT_EQ(S_FALSE, never.Close()) << "empty table";
   CKZCatalog b(OLESTR("KzTestCatalogB"));
   EXPECT_EQ(u"B: hello", Fetch(b, 1));
+  EXPECT_TRUE(CatalogModuleLoaded(kModuleB));
   EXPECT_EQ(S_FALSE, never.Close()) << "table without this name";
 
   const struct {
@@ -156,22 +148,15 @@ TEST_F(CatalogCache, FailedOpenIsRetried) {
 // module is opened, which may get the freed handle's value: an object that
 // kept its old handle would then read that module's texts, or crash.
 TEST_F(CatalogCache, ClosedBehindAnObject) {
-  enum How { kCloseThroughOther, kCloseAll };
-  const struct {
-    const char* name;
-    How how;
-  } rows[] = {{"Close through another object", kCloseThroughOther},
-              {"CloseAll", kCloseAll}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (bool all : {false, true}) {
+    SCOPED_TRACE(all ? "CloseAll" : "Close through another object");
     CKZCatalog closer(TestCatalogName());
     CKZCatalog stale(TestCatalogName());
     EXPECT_EQ(u"0$Hello", Fetch(stale, kIdHello));
     CKZCatalog copy = stale;
     CKZCatalog assigned;
     assigned = stale;
-    EXPECT_EQ(S_OK,
-              row.how == kCloseAll ? CKZCatalog::CloseAll() : closer.Close());
+    EXPECT_EQ(S_OK, all ? CKZCatalog::CloseAll() : closer.Close());
     EXPECT_FALSE(CatalogModuleLoaded(kTestModule));
     CKZCatalog b(OLESTR("KzTestCatalogB"));
     EXPECT_EQ(u"B: hello", Fetch(b, 1));

@@ -59,17 +59,11 @@ TEST(CatalogOutOfMemory, EachAllocationOfAFetchFailing) {
       }
       const CKZStringBlock* before = A::Block(out);
       HRESULT hr = S_OK;
-      switch (row.args) {
-        case kUnformatted:
-          hr = catalog.GetMsgEx(out, row.id, nullptr);
-          break;
-        case kNumber:
-          hr = catalog.GetMsg(out, row.id, 7);
-          break;
-        case kText:
-          hr = catalog.GetMsg(out, row.id,
-                              reinterpret_cast<const WCHAR*>(p259.c_str()));
-          break;
+      if (row.args == kUnformatted) hr = catalog.GetMsgEx(out, row.id, nullptr);
+      if (row.args == kNumber) hr = catalog.GetMsg(out, row.id, 7);
+      if (row.args == kText) {
+        hr = catalog.GetMsg(out, row.id,
+                            reinterpret_cast<const WCHAR*>(p259.c_str()));
       }
       const bool fired = InjectedFailureFired();
       SCOPED_TRACE(n);

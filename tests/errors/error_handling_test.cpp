@@ -152,7 +152,7 @@ void ResetErrorState() {
   static_cast<void>(TakeError());
 }
 
-class ErrorStateTest : public ::testing::Test {
+class ErrorHandling : public ::testing::Test {
  protected:
   void SetUp() override { ResetErrorState(); }
   void TearDown() override { ResetErrorState(); }
@@ -160,8 +160,6 @@ class ErrorStateTest : public ::testing::Test {
 
 using Access = CKZErrorHandlingTestAccess;
 using Lock = CKZErrorHandling::CKZErrorLock;
-
-class ErrorHandling : public ErrorStateTest {};
 
 // A code that the keyed client maps to an id no catalog holds; one unmapped.
 const HRESULT kNoText = static_cast<HRESULT>(0x80040001u);
@@ -509,12 +507,10 @@ TEST_F(ErrorHandling, MapsAndSwitches) {
   EXPECT_EQ("Q(80004005,4,on) M(Note_$S_3102_$E_)", Outcome(copied));
 }
 
-// KZRaiseError on the thread's error object; under Wine the platform's own.
-class ErrorPublication : public ErrorStateTest {};
-
-// The checks in their order, and what a passing call publishes: the type
+// KZRaiseError on the thread's error object (under Wine the platform's own):
+// the checks in their order, and what a passing call publishes: the type
 // digit and the number, never hr. A refused call leaves the earlier object.
-TEST_F(ErrorPublication, ArgumentChecks) {
+TEST_F(ErrorHandling, PublicationChecks) {
   const char* kBefore = "before_$S_2000_$E_";
   const struct Row {
     const char* name;
@@ -544,7 +540,7 @@ TEST_F(ErrorPublication, ArgumentChecks) {
 
 // Every field read back, the description taken apart by the message views,
 // and a later call replacing the whole object.
-TEST_F(ErrorPublication, FieldsReadBack) {
+TEST_F(ErrorHandling, PublicationFields) {
   ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 1, OLESTR("12$Type mismatch"),
                                OLESTR("Reader"), OLESTR("parser"), TestKey(42),
                                77, OLESTR("help.chm"), OLESTR("Src")));
@@ -566,7 +562,7 @@ TEST_F(ErrorPublication, FieldsReadBack) {
 // Exhausted memory: each allocation fails in turn. A failed step reports
 // E_OUTOFMEMORY and leaves the queue, the maps and the caller's outputs as
 // they were; under ASan a leak fails too.
-class ErrorOutOfMemory : public ErrorStateTest {
+class ErrorOutOfMemory : public ErrorHandling {
  protected:
   // Both catalogs open before the counting, as they stay open in a client.
   void SetUp() override {
