@@ -1,21 +1,72 @@
 // The process-wide table of catalog modules, seen through CKZCatalog: one
 // load per name, names that meet by their hash, the results of Close and
-// CloseAll, failed opens, and objects whose module was closed behind them.
-// Whether a module is loaded is read from the platform, which counts the
-// table's references with everybody else's.
+// CloseAll, failed opens, objects whose module was closed behind them, and
+// fetches when memory runs out. Whether a module is loaded is read from the
+// platform, which counts the table's references with everybody else's.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
+#ifndef _WIN32
+#include <dlfcn.h>
+#include <unistd.h>
+#endif
 
-#include "catalogs/module_probe.h"
 #include "fixtures/test_catalog.h"
+#include "strings/internal/test_access.h"
+#include "support/alloc_failure.h"
 #include "test_support.h"
 
 namespace {
 
 using namespace kztest;
+using A = CKZStringTestAccess;
+
+// Catalog module files lie beside the test binary, named as
+// kzcommon_add_catalog names them ("kz_test_catalog").
+std::string CatalogPath(const std::string& name) {
+#ifdef _WIN32
+  char path[MAX_PATH];
+  const std::string exe(path, GetModuleFileNameA(nullptr, path, MAX_PATH));
+  return exe.substr(0, exe.find_last_of("\\/")) + "\\" + name + ".dll";
+#else
+  char path[4096];
+  const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+  const std::string exe(path, n > 0 ? static_cast<std::size_t>(n) : 0);
+  return exe.substr(0, exe.rfind('/')) + "/lib" + name + ".so";
+#endif
+}
+
+// True while that catalog module is loaded in this process. Takes no
+// reference of its own.
+bool CatalogModuleLoaded(const std::string& name) {
+#ifdef _WIN32
+  return GetModuleHandleA(CatalogPath(name).c_str()) != nullptr;
+#else
+  void* dl = dlopen(CatalogPath(name).c_str(), RTLD_LAZY | RTLD_NOLOAD);
+  if (dl != nullptr) dlclose(dl);
+  return dl != nullptr;
+#endif
+}
+
+// `base` and a number no other running process has: a file name of its own.
+std::string OwnName(const std::string& base) {
+#ifdef _WIN32
+  return base + std::to_string(GetCurrentProcessId());
+#else
+  return base + std::to_string(getpid());
+#endif
+}
+
+// Copies the file of catalog module `from` to one for the name `to`.
+bool CopyCatalogModule(const std::string& from, const std::string& to) {
+  std::ifstream in(CatalogPath(from), std::ios::binary);
+  std::ofstream out(CatalogPath(to), std::ios::binary);
+  out << in.rdbuf();
+  return in.good() && out.good();
+}
 
 const char kTestModule[] = "kz_test_catalog";
 const char kModuleB[] = "KzTestCatalogB";
@@ -176,6 +227,90 @@ TEST(PerProcessCatalog, CloseAllInAFreshProcess) {
   EXPECT_EQ(S_FALSE, CKZCatalog::CloseAll());
   CKZCatalog catalog(TestCatalogName());
   EXPECT_EQ(S_FALSE, catalog.Close());
+}
+
+// Fetches when memory runs out, with each allocation failing in turn: the
+// open of a module (its record, the table's entry), the reload of a long
+// text, the formatter's buffers and the result's block. Faults caught: a
+// crash, leak or abort (asan preset); a failure reported as anything but
+// E_OUTOFMEMORY (E_FAIL would send the error handling to the default
+// catalog); `out` or a value sharing its block changed by a failed fetch; a
+// module left loaded, or an entry left in the table, by an open that failed;
+// a later fetch that doesn't work.
+TEST(CatalogOutOfMemory, EachAllocationOfAFetchFailing) {
+  enum Args { kUnformatted, kNumber, kText };
+  const std::u16string p259 = Pattern(259);
+  const struct {
+    const char* name;
+    bool opens;  // the table starts empty, so the fetch opens the module
+    UINT id;
+    Args args;
+    std::u16string expected;
+  } rows[] = {
+      {"open", true, kIdHello, kUnformatted, u"0$Hello"},
+      {"open, then format", true, 404, kText, u"<" + p259 + u">"},
+      {"held module, new block for a shared out", false, kIdHello, kUnformatted,
+       u"0$Hello"},
+      {"held module, 259 units reloaded", false, kIdText259, kUnformatted,
+       p259},
+      {"held module, 1000 units formatted in three passes", false, 403, kNumber,
+       Pattern(998) + u"7"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    unsigned failedOpens = 0;
+    const unsigned count = ForEachFailingAllocation([&](unsigned n) {
+      CKZCatalog catalog;
+      CKZString out, sharer;
+      {
+        NoInjectedFailures setup;
+        CKZCatalog::CloseAll();
+        catalog = TestCatalogName();
+        CKZString warm;
+        if (!row.opens) {
+          ASSERT_EQ(S_OK, catalog.GetMsgEx(warm, kIdHello, nullptr));
+        }
+        out = OLESTR("before");
+        sharer = out;
+      }
+      const CKZStringBlock* before = A::Block(out);
+      HRESULT hr = S_OK;
+      if (row.args == kUnformatted) hr = catalog.GetMsgEx(out, row.id, nullptr);
+      if (row.args == kNumber) hr = catalog.GetMsg(out, row.id, 7);
+      if (row.args == kText) {
+        hr = catalog.GetMsg(out, row.id,
+                            reinterpret_cast<const WCHAR*>(p259.c_str()));
+      }
+      const bool fired = InjectedFailureFired();
+      SCOPED_TRACE(n);
+      EXPECT_EQ(u"before", W(sharer));
+      if (fired && hr != S_OK) {
+        EXPECT_EQ(E_OUTOFMEMORY, hr);
+        EXPECT_EQ(before, A::Block(out));
+        EXPECT_EQ(u"before", W(out));
+        if (row.opens) {
+          // A failed open leaves neither the module nor an entry; one that
+          // failed later leaves both, and Close then unloads the module.
+          const bool loaded = CatalogModuleLoaded(kTestModule);
+          EXPECT_EQ(loaded ? S_OK : S_FALSE, catalog.Close());
+          EXPECT_FALSE(CatalogModuleLoaded(kTestModule));
+          if (!loaded) ++failedOpens;
+        }
+      } else {
+        EXPECT_EQ(S_OK, hr);
+        EXPECT_EQ(row.expected, W(out));
+      }
+      // Usable afterwards, whatever happened.
+      CKZString again;
+      EXPECT_EQ(S_OK, catalog.GetMsgEx(again, kIdFifteen, nullptr));
+      EXPECT_EQ(u"fifteen", W(again));
+      CKZCatalog::CloseAll();
+    });
+    EXPECT_GT(count, 0u);
+    if (row.opens) {
+      EXPECT_GT(failedOpens, 0u);
+    }
+  }
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
-// CKZStringToken: splitting, lookup, removal, joining, copying and the
-// growth of its storage.
+// CKZStringToken: splitting, lookup, removal, joining, copying, the growth
+// of its storage, and all of these when memory runs out.
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "strings/internal/test_access.h"
 #include "strings/internal/token_test_access.h"
+#include "support/alloc_failure.h"
 #include "test_support.h"
 
 using A = CKZStringTestAccess;
@@ -296,3 +298,85 @@ TEST(StringTokenList, TokenBufferMovesOutOfItsBlockWhenItGrows) {
   EXPECT_EQ(u"abxyz0123456789", W(token));
   EXPECT_EQ("abxyz0123456789", kztest::M(token));
 }
+
+namespace {
+
+// A list of four tokens in a room of four, so the next token makes it grow.
+CKZStringToken Full() {
+  CKZStringToken list;
+  list.SetDelimiter(U(u";"));
+  EXPECT_EQ(S_OK, list.AddTokens(U(u"a;b;c")));
+  EXPECT_EQ(S_OK, list.AddTokens(U(u"d")));
+  return list;
+}
+
+std::string Describe(const CKZStringToken& list, const CKZString& result) {
+  const std::u16string text =
+      W(list.GetDelimiter()) + u" [" + Tokens(list) + u"] " + W(result);
+  return std::string(text.begin(), text.end());
+}
+
+// What an operation works on: `list` (a fresh Full() list), `target` (a
+// list of one token) and `copy`; a joined text goes to `result`. `seen` is
+// the list it changes or makes.
+struct Lists {
+  CKZStringToken list, target;
+  std::optional<CKZStringToken> copy;
+  CKZString result;
+  CKZStringToken* seen = &list;
+};
+
+const struct Op {
+  const char* name;
+  void (*run)(Lists& l);
+} kOps[] = {
+    {"AddTokens, growing",
+     [](Lists& l) { EXPECT_EQ(S_OK, l.list.AddTokens(OLESTR(";e;;f;"))); }},
+    {"AddTokens of multibyte text",
+     [](Lists& l) { EXPECT_EQ(S_OK, l.list.AddTokens(CKZString("e;f"))); }},
+    {"copy", [](Lists& l) { l.seen = &l.copy.emplace(l.list); }},
+    {"assignment to a smaller room",
+     [](Lists& l) { *(l.seen = &l.target) = l.list; }},
+    {"GetTokensList", [](Lists& l) { l.result = l.list.GetTokensList(); }},
+};
+
+// Fault, with each allocation failing in turn: a crash, leak or abort (asan
+// preset); a list that loses or half adds tokens when it can't grow, a copy
+// or an assignment that half happens, a joined list that is cut, a list
+// that is unusable after a failure.
+TEST(TokenListOutOfMemory, EachAllocationFailing) {
+  for (const Op& op : kOps) {
+    SCOPED_TRACE(op.name);
+    std::string success;
+    const unsigned count = kztest::ForEachFailingAllocation([&](unsigned n) {
+      Lists l;
+      // What a failure leaves: the list as it was, or a copy that is empty
+      // with the other's delimiter.
+      std::string list, target;
+      {
+        kztest::NoInjectedFailures setup;
+        l.list = Full();
+        l.target.AddTokens(CKZString(OLESTR("x")));
+        list = Describe(l.list, l.result);
+        target = Describe(l.target, l.result);
+      }
+      op.run(l);
+      const bool fired = kztest::InjectedFailureFired();
+      SCOPED_TRACE(n);
+      const std::string outcome = Describe(*l.seen, l.result);
+      if (n == 0) success = outcome;
+      const std::string before = l.copy                ? "; [] (null)"
+                                 : l.seen == &l.target ? target
+                                                       : list;
+      if (!(fired && outcome == before)) {
+        EXPECT_EQ(success, outcome) << "neither nothing nor everything";
+      }
+      // Usable whatever happened: it takes another token.
+      EXPECT_EQ(S_OK, l.seen->AddTokens(CKZString(OLESTR("z"))));
+      EXPECT_EQ(u"z", W(l.seen->GetNthToken(l.seen->GetCount() - 1)));
+    });
+    EXPECT_GT(count, 0u);
+  }
+}
+
+}  // namespace
