@@ -44,19 +44,10 @@ const struct Op {
      }},
     {"FormatMsg of a simple view",
      [](Holders& r) { r.hr = r.simple.FormatMsg(2, OLESTR("6$Unexpected")); }},
-    {"FormatMsg of a detail view",
-     [](Holders& r) {
-       r.hr = r.detail.FormatMsg(2, OLESTR("6$Unexpected"), OLESTR("o"));
-     }},
     {"Format",
      [](Holders& r) {
        r.hr = r.plain.Format(1, OLESTR("Reader"), OLESTR("parser"), *r.catalog,
                              408, OLESTR("x"));
-     }},
-    {"Format of a simple view",
-     [](Holders& r) {
-       r.hr =
-           r.simple.Format(1, nullptr, nullptr, *r.catalog, 408, OLESTR("x"));
      }},
     {"BuildSimpleMessage",
      [](Holders& r) { r.hr = r.plain.BuildSimpleMessage(r.out); }},
