@@ -1,7 +1,5 @@
-// Raising and logging through a test client: the gate, the maps, the
-// catalogs, delivery to the queue, the error object or OnMessage, the queue,
-// the lock, the object's switches, publication and exhausted memory. Every
-// case starts from a clean queue, lock, map store and thread error object.
+// Raising, logging, the queue, the lock, the maps, publication and exhausted
+// memory, through a test client; each case starts from a clean state.
 #include <gtest/gtest.h>
 #include <kzcommon/kzcommon.h>
 
@@ -36,8 +34,7 @@ std::string Narrow(const std::u16string& text) {
   return std::string(text.begin(), text.end());
 }
 
-// A client of kz_error_catalog (error_catalog.rc) that records what the
-// library asks of it. Without a key it keeps the all-zero one.
+// A client of kz_error_catalog (error_catalog.rc) recording what it is asked.
 class TestClient : public CKZErrorHandling {
  public:
   struct Entry {
@@ -45,7 +42,6 @@ class TestClient : public CKZErrorHandling {
     ULONG msgId;
     ULONG msgType;
   };
-  // OnCreateMsgMap adds `entries`, then gives onCreateResult.
   explicit TestClient(const GUID* mapKey = nullptr,
                       std::initializer_list<Entry> entries = {})
       : key(mapKey != nullptr ? *mapKey : GUID_NULL),
@@ -75,7 +71,7 @@ class TestClient : public CKZErrorHandling {
     return catalogName;
   }
   HRESULT OnMessage(CKZMsgString& message) override {
-    NoInjectedFailures record;  // the record is the test's own
+    NoInjectedFailures record;
     messages.push_back(Narrow(W(message)));
     return onMessageResult;
   }
@@ -87,7 +83,6 @@ class TestClient : public CKZErrorHandling {
 void Append(std::string& out, const std::string& item) {
   out += (out.empty() ? "" : " ") + item;
 }
-// Q(code,type,text) for each entry, in order.
 std::string Describe(const CKZErrorHandling::MessageList& list) {
   std::string out;
   for (const CKZErrorHandling::MessageInfo& info : list) {
@@ -100,9 +95,8 @@ std::string Describe(const CKZErrorHandling::MessageList& list) {
   return out;
 }
 
-// The thread's error object, taken: its description, or "(none)". With
-// `description`, also the other fields first, as "guid context file source
-// description", the GUID as "key" (TestKey(42)), "null" or "other".
+// Takes the error object: its description, or "(none)"; with `description`
+// "guid context file source description" first.
 std::string TakeError(std::u16string* description = nullptr) {
   IErrorInfo* info = nullptr;
   if (GetErrorInfo(0, &info) != S_OK || info == nullptr) return "(none)";
@@ -128,8 +122,7 @@ std::string TakeError(std::u16string* description = nullptr) {
   return out;
 }
 
-// All a raise left: the queue, then P(the published description), then
-// M(each composite given to OnMessage). Takes the error object.
+// The queue, P(published description), M(each OnMessage composite).
 std::string Outcome(const TestClient& client) {
   CKZErrorHandling::MessageList queue;
   EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(queue));
@@ -142,9 +135,7 @@ std::string Outcome(const TestClient& client) {
   return out;
 }
 
-// The state the library starts with, bar the catalog modules, which stay
-// open as in a client. The maps go with the objects that point into them:
-// each case makes its own objects.
+// The library's starting state, bar the catalog modules (open as in a client).
 void ResetErrorState() {
   CKZErrorHandling::ClearMessageQueue();
   g_errorLockOwner = nullptr;
@@ -161,23 +152,21 @@ class ErrorHandling : public ::testing::Test {
 using Access = CKZErrorHandlingTestAccess;
 using Lock = CKZErrorHandling::CKZErrorLock;
 
-// A code that the keyed client maps to an id no catalog holds; one unmapped.
 const HRESULT kNoText = static_cast<HRESULT>(0x80040001u);
 const HRESULT kUnmapped = static_cast<HRESULT>(0x80041234u);
 
-// kKeyed: own map of E_FAIL to 101, E_ABORT to 102 (type 4), kNoText to 999.
 enum Setup : unsigned {
-  kKeyed = 1,
+  kKeyed = 1,  // own map: E_FAIL 101, E_ABORT 102 (type 4), kNoText 999
   kQueueOff = 2,
-  kMessageFails = 4,  // OnMessage gives E_NOTIMPL
-  kCreateFails = 8,   // OnCreateMsgMap adds its entries, then E_ACCESSDENIED
-  kShutOut = 16,      // suspended, and another object holds the lock
+  kMessageFails = 4,
+  kCreateFails = 8,
+  kShutOut = 16,  // suspended, and another object holds the lock
   kEmptyName = 32,
   kNullName = 64,
 };
 
-// One raise or log and all it leaves behind: which map, which catalog, which
-// text (formatted or not), the fallback, and where the message went.
+// Fault: a raise or log takes the wrong map, catalog, text, fallback or
+// destination.
 TEST_F(ErrorHandling, Road) {
 #define CALL(expr) [](TestClient& c) { return expr; }
   const struct Row {
@@ -263,15 +252,14 @@ TEST_F(ErrorHandling, Road) {
   }
 }
 
-// The gate's four conditions, each alone, for the three Raise overloads: a
-// raise stopped there asks no map or catalog. A null text is refused first.
+// Fault: a gate condition ignored by an overload, or checked after the map.
 TEST_F(ErrorHandling, Gate) {
   enum { kNoLock, kSelf, kOther };
   const struct Row {
     const char* name;
     int suspends;
     bool resume;
-    ULONG queued;  // by another object
+    ULONG queued;
     bool queueOff;
     int lock;
     HRESULT hr;
@@ -323,8 +311,8 @@ TEST_F(ErrorHandling, Gate) {
   }
 }
 
-// Exactly these 16 codes, type 2, the library's ids (29 for E_INVALIDARG, 39
-// for DISP_E_BADVARTYPE), made only when a resolution gets that far.
+// Fault: a code missing from the default map or mapped to the wrong id, or
+// the map made before a resolution needs it.
 TEST_F(ErrorHandling, DefaultMap) {
   const char* kUnexpected = "Q(8000FFFF,2,6$Unexpected failure.)";
   const struct Row {
@@ -347,7 +335,7 @@ TEST_F(ErrorHandling, DefaultMap) {
       {DISP_E_PARAMNOTFOUND, "Q(80020004,2,13$Parameter not found)"},
       {STG_E_SHAREVIOLATION, "Q(80030020,2,29$Share Violation)"},
       {DISP_E_BADVARTYPE, "Q(80020008,2,38$Bad Variable Type)"},
-      {DISP_E_UNKNOWNNAME, nullptr},  // the library has a text for 16
+      {DISP_E_UNKNOWNNAME, nullptr},
       {static_cast<HRESULT>(0x80070000), nullptr},
   };
   const GUID key = TestKey(3);
@@ -364,9 +352,8 @@ TEST_F(ErrorHandling, DefaultMap) {
   }
 }
 
-// Clients of different catalogs in turn, and across CloseAll, each get their
-// own catalog's text, not that of the module a previous raise found. After
-// a client's CloseAll the default catalog reopens its module too.
+// Fault: a raise reads the module a previous raise found, or the default
+// catalog doesn't reopen after CloseAll.
 TEST_F(ErrorHandling, CatalogOfEachRaise) {
   const WCHAR* kOwn = OLESTR("kz_error_catalog");
   const WCHAR* kCloseAll = nullptr;
@@ -386,9 +373,8 @@ TEST_F(ErrorHandling, CatalogOfEachRaise) {
   }
 }
 
-// Reading appends copies behind the caller's entries, oldest first, any
-// number of times, and changes neither the queue nor the gate; clearing
-// reopens it. The queued text is a copy of the caller's buffer.
+// Fault: reading replaces the caller's entries, changes the queue or the
+// gate, or shares the caller's buffer.
 TEST_F(ErrorHandling, QueueOperations) {
   CKZErrorHandling::MessageList list;
   ASSERT_TRUE(list.PushBack({5, 99, CKZString(OLESTR("mine"))}));
@@ -413,8 +399,8 @@ TEST_F(ErrorHandling, QueueOperations) {
   EXPECT_EQ(S_OK, client.Raise(E_FAIL));
 }
 
-// The lock's cases, each from no owner. A type-4 raise shows whether an
-// object may raise: it leaves the gate open.
+// Fault: a lock ends or takes another object's right. A type-4 raise shows
+// whether B may raise, and leaves the gate open.
 TEST_F(ErrorHandling, ErrorLock) {
   TestClient a;
   TestClient b;
@@ -451,10 +437,8 @@ TEST_F(ErrorHandling, ErrorLock) {
   EXPECT_TRUE(canRaise());
 }
 
-// One map per key, shared across classes and carried by copies; the object's
-// switches and map pointer. OnCreateMsgMap runs on the creating object only,
-// and once even when it fails; the first entry of a code stays; the all-zero
-// key takes no entries; a later key changes nothing.
+// Fault: a map per class or object, OnCreateMsgMap run again, a later entry
+// winning, the all-zero key taking entries, copies losing map or switches.
 TEST_F(ErrorHandling, MapsAndSwitches) {
   class SecondClass : public TestClient {
     using TestClient::TestClient;
@@ -507,9 +491,8 @@ TEST_F(ErrorHandling, MapsAndSwitches) {
   EXPECT_EQ("Q(80004005,4,on) M(Note_$S_3102_$E_)", Outcome(copied));
 }
 
-// KZRaiseError on the thread's error object (under Wine the platform's own):
-// the checks in their order, and what a passing call publishes: the type
-// digit and the number, never hr. A refused call leaves the earlier object.
+// Fault: KZRaiseError's checks out of order, hr published, or a refused call
+// replacing the earlier error object.
 TEST_F(ErrorHandling, PublicationChecks) {
   const char* kBefore = "before_$S_2000_$E_";
   const struct Row {
@@ -538,8 +521,7 @@ TEST_F(ErrorHandling, PublicationChecks) {
   }
 }
 
-// Every field read back, the description taken apart by the message views,
-// and a later call replacing the whole object.
+// Fault: a field lost, or a later call keeping fields of the earlier one.
 TEST_F(ErrorHandling, PublicationFields) {
   ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 1, OLESTR("12$Type mismatch"),
                                OLESTR("Reader"), OLESTR("parser"), TestKey(42),
@@ -559,12 +541,9 @@ TEST_F(ErrorHandling, PublicationFields) {
   EXPECT_EQ("null 0 (null) (null) Then_$S_2004_$E_", TakeError(&description));
 }
 
-// Exhausted memory: each allocation fails in turn. A failed step reports
-// E_OUTOFMEMORY and leaves the queue, the maps and the caller's outputs as
-// they were; under ASan a leak fails too.
+// Each allocation failing in turn; both catalogs open first, as in a client.
 class ErrorOutOfMemory : public ErrorHandling {
  protected:
-  // Both catalogs open before the counting, as they stay open in a client.
   void SetUp() override {
     TestClient warm;
     ASSERT_EQ(S_OK, warm.Raise(E_POINTER));
@@ -573,11 +552,8 @@ class ErrorOutOfMemory : public ErrorHandling {
   }
 };
 
-// Raise(hr) through a fresh default map or own map, Log queued or to
-// OnMessage, AddMsgMapEntry and KZRaiseError: a failed step leaves the
-// fallback's message alone (Log has no fallback), the earlier error object,
-// each map whole or absent, the object pointing at no map that isn't in the
-// store, and OnCreateMsgMap run once in all.
+// Fault: a failure other than E_OUTOFMEMORY, a half-made map, the object
+// pointing at a map not in the store, OnCreateMsgMap run twice, a leak.
 TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
   enum { kRaise, kLog, kAddEntry, kPublish };
   const char* kFallback = "Q(8000FFFF,2,90$Client: unexpected)";
@@ -646,8 +622,7 @@ TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
   }
 }
 
-// GetMessageQueue into a list that holds an entry: a copy that fails leaves
-// that entry alone in the list, and the queue whole.
+// Fault: a failed copy leaves part of the queue in the list, or changes it.
 TEST_F(ErrorOutOfMemory, GetMessageQueue) {
   TestClient client;
   ASSERT_EQ(S_OK, client.Log(4, OLESTR("a")));
