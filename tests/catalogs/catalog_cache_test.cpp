@@ -1,8 +1,5 @@
-// The process-wide table of catalog modules, seen through CKZCatalog: one
-// load per name, names that meet by their hash, the results of Close and
-// CloseAll, failed opens, objects whose module was closed behind them, and
-// fetches when memory runs out. Whether a module is loaded is read from the
-// platform, which counts the table's references with everybody else's.
+// The process-wide table of catalog modules, seen through CKZCatalog; whether
+// a module is loaded is asked of the platform.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -24,8 +21,7 @@ namespace {
 using namespace kztest;
 using A = CKZStringTestAccess;
 
-// Catalog module files lie beside the test binary, named as
-// kzcommon_add_catalog names them ("kz_test_catalog").
+// Catalog module files lie beside the test binary.
 std::string CatalogPath(const std::string& name) {
 #ifdef _WIN32
   char path[MAX_PATH];
@@ -39,8 +35,6 @@ std::string CatalogPath(const std::string& name) {
 #endif
 }
 
-// True while that catalog module is loaded in this process. Takes no
-// reference of its own.
 bool CatalogModuleLoaded(const std::string& name) {
 #ifdef _WIN32
   return GetModuleHandleA(CatalogPath(name).c_str()) != nullptr;
@@ -51,7 +45,6 @@ bool CatalogModuleLoaded(const std::string& name) {
 #endif
 }
 
-// `base` and a number no other running process has: a file name of its own.
 std::string OwnName(const std::string& base) {
 #ifdef _WIN32
   return base + std::to_string(GetCurrentProcessId());
@@ -60,7 +53,6 @@ std::string OwnName(const std::string& base) {
 #endif
 }
 
-// Copies the file of catalog module `from` to one for the name `to`.
 bool CopyCatalogModule(const std::string& from, const std::string& to) {
   std::ifstream in(CatalogPath(from), std::ios::binary);
   std::ofstream out(CatalogPath(to), std::ios::binary);
@@ -76,18 +68,13 @@ std::u16string Fetch(CKZCatalog& catalog, UINT id) {
   return catalog.GetMsgEx(text, id, nullptr) == S_OK ? W(text) : u"(failed)";
 }
 
-// Every test starts and ends with an empty table, whatever ran before it in
-// the process.
 class CatalogCache : public ::testing::Test {
  protected:
   void SetUp() override { CKZCatalog::CloseAll(); }
   void TearDown() override { CKZCatalog::CloseAll(); }
 };
 
-// Objects of one name share one entry with one reference: a table that loads
-// per object, or per fetch, leaves the module loaded after the one Close.
-// Neither destroying the objects nor assigning the same name again ends the
-// entry or loads again.
+// Fault: a load per object, fetch or assignment outlives the one Close.
 TEST_F(CatalogCache, OneLoadPerName) {
   {
     CKZCatalog objects[4] = {TestCatalogName(), TestCatalogName(),
@@ -106,11 +93,8 @@ TEST_F(CatalogCache, OneLoadPerName) {
   EXPECT_EQ(S_FALSE, closer.Close());
 }
 
-// The table keys on the hash of the lowered name alone. A name that differs
-// in case, or another name of the same hash (h * 33 + unit), finds the first
-// object's entry:
-// on POSIX neither opens a module by itself (file names are case-sensitive
-// and "k{>test_catalog" is no file), and its Close closes the first module.
+// The table keys on the hash (h * 33 + unit) of the lowered name alone: on
+// POSIX neither name opens a module by itself.
 TEST_F(CatalogCache, NamesMeetByHash) {
   for (const WCHAR* name :
        {OLESTR("KZ_Test_Catalog"), OLESTR("k{>test_catalog")}) {
@@ -125,10 +109,7 @@ TEST_F(CatalogCache, NamesMeetByHash) {
   }
 }
 
-// LoadLibraryW gets the name as given: on POSIX a lowered copy would miss
-// the file libKzTestCatalogB.so (CloseResults). A name with and without its
-// extension are two catalogs of one module, each entry with a reference of
-// its own.
+// With and without its extension: two entries of one module.
 TEST_F(CatalogCache, NameWithExtension) {
   CKZCatalog bare(TestCatalogName());
   CKZCatalog withExtension(OLESTR("kz_test_catalog.dll"));
@@ -140,8 +121,8 @@ TEST_F(CatalogCache, NameWithExtension) {
   EXPECT_FALSE(CatalogModuleLoaded(kTestModule));
 }
 
-// Results of Close and CloseAll, and names that open nothing: an empty or
-// null name fails without an entry, an unknown module leaves none behind.
+// Fault: wrong Close or CloseAll results; a name that opens nothing leaves
+// an entry (KzTestCatalogB also shows the name is not lowered).
 TEST_F(CatalogCache, CloseResults) {
   CKZCatalog never(TestCatalogName());
   EXPECT_EQ(S_FALSE, never.Close()) << "empty table";
@@ -173,9 +154,7 @@ TEST_F(CatalogCache, CloseResults) {
   EXPECT_EQ(S_FALSE, b.Close());
 }
 
-// A failed open is not remembered: once the module exists, the same object's
-// next fetch opens it. The module is a copy of the test catalog under a name
-// of this process's own.
+// Fault: a failed open is remembered.
 TEST_F(CatalogCache, FailedOpenIsRetried) {
   const std::string late = OwnName("kz_late_");
   CKZCatalog catalog(CKZString(late.c_str()));
@@ -187,10 +166,8 @@ TEST_F(CatalogCache, FailedOpenIsRetried) {
   EXPECT_EQ(0, std::remove(CatalogPath(late).c_str()));
 }
 
-// An object whose module was closed behind it reopens the module at its next
-// fetch instead of reading through the freed handle. In between another
-// module is opened, which may get the freed handle's value: an object that
-// kept its old handle would then read that module's texts, or crash.
+// Fault: an object reads through a handle closed behind it (which another
+// module may since have got).
 TEST_F(CatalogCache, ClosedBehindAnObject) {
   for (bool all : {false, true}) {
     SCOPED_TRACE(all ? "CloseAll" : "Close through another object");
@@ -212,8 +189,7 @@ TEST_F(CatalogCache, ClosedBehindAnObject) {
   }
 }
 
-// CloseAll in a process that never opened a catalog (a process of its own:
-// catalog.fresh_process).
+// CloseAll in a process that never opened a catalog (catalog.fresh_process).
 TEST(PerProcessCatalog, CloseAllInAFreshProcess) {
   ASSERT_NE(nullptr, std::getenv("KZ_TEST_FRESH_PROCESS"))
       << "KZ_TEST_FRESH_PROCESS is unset: run by CTest";
@@ -222,14 +198,8 @@ TEST(PerProcessCatalog, CloseAllInAFreshProcess) {
   EXPECT_EQ(S_FALSE, catalog.Close());
 }
 
-// Fetches when memory runs out, with each allocation failing in turn: the
-// open of a module (its record, the table's entry), the reload of a long
-// text, the formatter's buffers and the result's block. Faults caught: a
-// crash, leak or abort (asan preset); a failure reported as anything but
-// E_OUTOFMEMORY (E_FAIL would send the error handling to the default
-// catalog); `out` or a value sharing its block changed by a failed fetch; a
-// module left loaded, or an entry left in the table, by an open that failed;
-// a later fetch that doesn't work.
+// Fault, each allocation failing in turn: a leak, a code other than
+// E_OUTOFMEMORY, `out` changed, a failed open leaving module or entry.
 TEST(CatalogOutOfMemory, EachAllocationOfAFetchFailing) {
   enum Args { kUnformatted, kNumber, kText };
   const std::u16string p259 = Pattern(259);
@@ -282,8 +252,6 @@ TEST(CatalogOutOfMemory, EachAllocationOfAFetchFailing) {
         EXPECT_EQ(before, A::Block(out));
         EXPECT_EQ(u"before", W(out));
         if (row.opens) {
-          // A failed open leaves neither the module nor an entry; one that
-          // failed later leaves both, and Close then unloads the module.
           const bool loaded = CatalogModuleLoaded(kTestModule);
           EXPECT_EQ(loaded ? S_OK : S_FALSE, catalog.Close());
           EXPECT_FALSE(CatalogModuleLoaded(kTestModule));
@@ -293,7 +261,6 @@ TEST(CatalogOutOfMemory, EachAllocationOfAFetchFailing) {
         EXPECT_EQ(S_OK, hr);
         EXPECT_EQ(row.expected, W(out));
       }
-      // Usable afterwards, whatever happened.
       CKZString again;
       EXPECT_EQ(S_OK, catalog.GetMsgEx(again, kIdFifteen, nullptr));
       EXPECT_EQ(u"fifteen", W(again));

@@ -1,7 +1,5 @@
-// Fetching texts: the first load and the reload around 259 units, the
-// formatter's growing limit around 260 units, texts taken as they stand,
-// missing ids, a format the formatter rejects, the library's own table and a
-// module with two languages.
+// Fetching texts: load and reload, the formatter's limit, missing ids, the
+// library's own table, two languages.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -36,13 +34,8 @@ class CatalogFetch : public ::testing::Test {
   void TearDown() override { CKZCatalog::CloseAll(); }
 };
 
-// Each row fetches one text one way. A first load taken as final at 259
-// units or more cuts the 300- and 1000-unit texts; a reload or a formatting
-// pass that doesn't start over garbles them; a limit that loses the spare
-// unit drops the last of 260 formatted units, one that isn't doubled loses
-// 261; formatting a text fetched without arguments, or not formatting one
-// fetched with them, shows in the percent and placeholder rows. A failure
-// must leave `out` as it was.
+// Fault: a load or formatting pass cut or garbled around 259 units, a text
+// formatted or not against its arguments, `out` changed by a failure.
 TEST_F(CatalogFetch, Texts) {
   enum Args { kUnformatted, kNoArguments, kNumber, kText };
   const WCHAR* test = TestCatalogName();
@@ -104,12 +97,8 @@ TEST_F(CatalogFetch, Texts) {
   }
 }
 
-// A padded %C whose byte the locale can't convert: the formatter refuses it
-// in UTF-8 (natively), though the counting formatter gives a length, as it
-// leaves the character and its padding out. A retry on that length alone
-// would double the limit until memory ran out. Other locales convert the
-// byte. The fetch must end as composing the same text does: E_INVALIDARG
-// where that gives null, else the same text.
+// Fault: a padded %C the locale can't convert makes the fetch retry until
+// memory runs out; it must end as Compose does.
 TEST_F(CatalogFetch, UnconvertibleCharacter) {
   CKZString reference;
   reference.Compose(OLESTR("[%5C]"), 0xFF);
@@ -125,10 +114,8 @@ TEST_F(CatalogFetch, UnconvertibleCharacter) {
   }
 }
 
-// An unformatted text goes into the block `out` already has when nothing
-// else shares it. Whatever `out` held before, it ends with the text alone:
-// the right length, a multibyte form built from the new text, and a value
-// that shared the old block keeps the old text.
+// Fault: a fetch into `out`'s own block keeps a stale length or multibyte
+// form, or writes into a shared block.
 TEST_F(CatalogFetch, WhatOutHeldBefore) {
   CKZCatalog catalog(TestCatalogName());
   CKZString sharer;
@@ -148,12 +135,10 @@ TEST_F(CatalogFetch, WhatOutHeldBefore) {
     SCOPED_TRACE(row.name);
     CKZString out = row.before;
     if (row.shared) sharer = out;
-    // Both forms, so that a stale multibyte form would show.
     static_cast<void>(static_cast<const char*>(out));
     ASSERT_EQ(S_OK, catalog.GetMsgEx(out, kIdFifteen, nullptr));
     EXPECT_EQ(u"fifteen", W(out));
     EXPECT_EQ(7u, out.Length());
-    // Now a block of the wide form alone, which the next fetch reuses.
     ASSERT_EQ(S_OK, catalog.GetMsgEx(out, kIdHello, nullptr));
     EXPECT_EQ(u"0$Hello", W(out));
     EXPECT_EQ(7u, out.Length());
@@ -163,9 +148,7 @@ TEST_F(CatalogFetch, WhatOutHeldBefore) {
   EXPECT_EQ(u"shared", W(sharer));
 }
 
-// GetMsgEx reads the caller's list from its first argument on every call, so
-// one list serves two catalogs in turn, as the error handling's fallback
-// does.
+// Fault: GetMsgEx consumes the caller's list, so it can't serve twice.
 TEST_F(CatalogFetch, OneArgumentListForTwoCatalogs) {
   struct Caller {
     static void Run(CKZString* first, CKZString* second, ...) {
@@ -184,9 +167,7 @@ TEST_F(CatalogFetch, OneArgumentListForTwoCatalogs) {
   EXPECT_EQ(u"1$Argument 42 is invalid", W(second));
 }
 
-// The library's own table: which ids up to 48 have a text, and the texts of
-// 16 to 18; the error handling's default map (tests/errors) and the rows
-// above show the others.
+// The library's own table: which ids up to 48 have a text, and 16 to 18.
 TEST_F(CatalogFetch, BuiltInTable) {
   const char16_t* texts[] = {u"14$Unknown name", u"15$Bad variable type",
                              u"16$Access denied."};
@@ -203,9 +184,8 @@ TEST_F(CatalogFetch, BuiltInTable) {
   }
 }
 
-// A module with texts in two languages serves, through a catalog, the one
-// the platform picks for the user's language (one process per locale:
-// string_table_language.*, beside PerProcessLanguage.StringTableChoice).
+// The text of the user's language (one process per locale:
+// string_table_language.*).
 TEST(PerProcessLanguage, CatalogFetch) {
   const char* locale = std::getenv("KZ_TEST_USER_LOCALE");
   ASSERT_NE(nullptr, locale) << "KZ_TEST_USER_LOCALE is unset: run by CTest";

@@ -1,8 +1,5 @@
-// Fetches on several threads, through objects of their own and objects they
-// share, against threads that Close and CloseAll the same modules. Every
-// fetch must succeed with the exact text: a closed module is reopened, never
-// read after it was freed. Run under ThreadSanitizer by the tsan stage of
-// tools/run-tests.sh, which must report nothing.
+// Fetches on several threads against threads that Close and CloseAll: each
+// must give its exact text. Also run under ThreadSanitizer (tsan stage).
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -26,7 +23,6 @@ TEST(CatalogThreads, FetchesAgainstCloses) {
       {kIdHello, u"0$Hello"},
       {kIdText600, Pattern(600)},
       {kIdNonAscii, NonAsciiText()}};
-  // Shared by all fetchers; only fetched through, never assigned.
   CKZCatalog sharedTest(TestCatalogName());
   CKZCatalog sharedB(OLESTR("KzTestCatalogB"));
 
@@ -52,7 +48,6 @@ TEST(CatalogThreads, FetchesAgainstCloses) {
             M(out) != "1$Argument " + std::to_string(round) + " is invalid") {
           ++failures;
         }
-        // Objects that come and go find the table's entry or make it.
         CKZCatalog fresh(TestCatalogName());
         if (fresh.GetMsgEx(out, kIdFifteen, nullptr) != S_OK ||
             W(out) != u"fifteen") {

@@ -1,9 +1,5 @@
-// Message strings when memory runs out, with each allocation of an operation
-// failing in turn, on a composite held as wide and as multibyte text. Faults
-// caught: a crash, leak or abort (asan preset); a writer that reports
-// anything but E_OUTOFMEMORY, or changes the text, the error number or a
-// view when it fails; a reader that gives part of a result, or changes
-// `out` when it fails; a view left half built.
+// Message strings with each allocation failing in turn. Fault: a leak, a
+// code other than E_OUTOFMEMORY, a change by a failure, a half-built result.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -19,9 +15,7 @@ namespace {
 using namespace kztest;
 using A = CKZStringTestAccess;
 
-// The three holders of one composite, of which an operation works on one,
-// and what it gave: its code, `out`, and a text pointer from a view (null
-// is its failure, which the operation reports as E_OUTOFMEMORY).
+// Three holders of one composite, and what an operation on one gave.
 struct Holders {
   CKZMsgString plain;
   CKZSimpleMsgString simple;
@@ -63,8 +57,6 @@ const struct Op {
      [](Holders& r) { r.hr = (r.mbs = r.detail) ? S_OK : E_OUTOFMEMORY; }},
 };
 
-// The holders as every run starts: one composite, as wide or multibyte
-// text, with or without its views built; `out` holds "kept".
 void Prepare(Holders& r, bool multibyte, bool viewsBuilt) {
   for (CKZMsgString* m : {&r.plain, static_cast<CKZMsgString*>(&r.simple),
                           static_cast<CKZMsgString*>(&r.detail)}) {
@@ -91,9 +83,7 @@ std::string Narrow(const std::u16string& text) {
   return std::string(text.begin(), text.end());
 }
 
-// The holders' texts, error numbers and views, and the results, as text.
-// Whether a view is built shows in S_FALSE from the cache, so this builds
-// them: it is the last look at a run.
+// Everything as text; builds the views (S_FALSE shows one was built).
 std::string Describe(Holders& r) {
   const CKZString& plain = r.plain;
   const CKZString& simple = r.simple;
@@ -117,7 +107,6 @@ TEST(MsgOutOfMemory, EachAllocationFailing) {
       for (bool viewsBuilt : {false, true}) {
         SCOPED_TRACE(std::string(op.name) + (multibyte ? ", multibyte" : "") +
                      (viewsBuilt ? ", views built" : ""));
-        // What a failure must leave: the holders as set up, `out` as given.
         std::string asBefore, success;
         {
           Holders r;

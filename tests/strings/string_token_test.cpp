@@ -1,5 +1,4 @@
-// CKZStringToken: splitting, lookup, removal, joining, copying, the growth
-// of its storage, and all of these when memory runs out.
+// CKZStringToken: split, lookup, removal, join, copies, growth, no memory.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -16,12 +15,10 @@ using kztest::W;
 
 namespace {
 
-// Wide text from UTF-16 literals.
 const WCHAR* U(const char16_t* text) {
   return reinterpret_cast<const WCHAR*>(text);
 }
 
-// The tokens, each followed by '|'.
 std::u16string Tokens(const CKZStringToken& list) {
   std::u16string out;
   for (ULONG i = 0; i < list.GetCount(); ++i) {
@@ -40,10 +37,8 @@ enum class Delim { kDefault, kNull, kGiven };
 
 }  // namespace
 
-// Fault: the splitter loses or invents tokens at the edges (leading,
-// trailing and repeated separators), treats a longer delimiter as one
-// text instead of a set of units, or reads a null delimiter. Every call
-// returns S_OK.
+// Fault: tokens lost or invented at the edges, a delimiter taken as one text
+// instead of a set of units, a null delimiter read.
 TEST(StringTokenSplit, SplitsInTheMannerOfWcstok) {
   struct Row {
     const char* name;
@@ -82,13 +77,9 @@ TEST(StringTokenSplit, SplitsInTheMannerOfWcstok) {
   }
 }
 
-// Fault: the split writes into the argument's block (as wcstok on the
-// text itself would), so the argument or a value sharing its block loses
-// text after the first separator, or a token shares the argument's block.
-// Each token is a wide-only block of its own.
+// Fault: the split writes into the argument's block, or a token shares it.
 TEST(StringTokenSplit, ArgumentAndItsSharersStayWhole) {
   const kztest::MultibyteSample sample = kztest::Sample();
-  // In the single-byte locale each byte of the sample is a unit of its own.
   const std::u16string wide = W(CKZString(sample.bytes));
   std::string mbs = std::string(",") + sample.bytes + ",x,";
   CKZString text(mbs.c_str());
@@ -110,8 +101,7 @@ TEST(StringTokenSplit, ArgumentAndItsSharersStayWhole) {
   }
 }
 
-// Fault: the delimiter of a new list is shared between lists, is wide, or
-// is missing. It is the multibyte text "," in a block of its own.
+// Fault: a new list's delimiter is shared, wide or missing.
 TEST(StringTokenList, NewListIsEmptyWithCommaDelimiter) {
   CKZStringToken first;
   CKZStringToken second;
@@ -126,10 +116,8 @@ TEST(StringTokenList, NewListIsEmptyWithCommaDelimiter) {
   EXPECT_TRUE(A::IsNull(first.GetNthToken(0)));
 }
 
-// Fault: a second AddTokens clears the list, or drops tokens that are
-// already there; lookups ignore case, match a null argument, or stop short
-// of the last token; removal takes out a later duplicate first, takes out
-// all of them, or copies text instead of moving blocks forward.
+// Fault: AddTokens clears the list; lookups ignore case, match null or miss
+// the last; removal takes the wrong or every duplicate, or copies text.
 TEST(StringTokenList, RemoveTakesTheFirstMatchAndMovesTheRestForward) {
   CKZStringToken list = ListOf(u"a,b");
   EXPECT_EQ(S_OK, list.AddTokens(U(u"a,c")));
@@ -158,9 +146,8 @@ TEST(StringTokenList, RemoveTakesTheFirstMatchAndMovesTheRestForward) {
   EXPECT_TRUE(A::IsNull(list.GetTokensList()));
 }
 
-// Fault: the join puts the delimiter at the end, takes off the whole
-// delimiter instead of one unit, or misses a token. With an empty or null
-// delimiter the tokens run together less the last unit.
+// Fault: the join ends in the delimiter, takes off more than one unit, or
+// misses a token.
 TEST(StringTokenList, JoinTakesOffOneUnit) {
   struct Row {
     const char* name;
@@ -191,8 +178,7 @@ TEST(StringTokenList, JoinTakesOffOneUnit) {
   }
 }
 
-// Fault: a joined text with a longer delimiter doesn't split back into the
-// tokens, or SetDelimiter rewrites the tokens instead of the join.
+// Fault: a joined text doesn't split back, or SetDelimiter rewrites tokens.
 TEST(StringTokenList, JoinedTextSplitsBackAndDelimiterChangesOnlyTheJoin) {
   CKZStringToken list = ListOf(u"one,two,three");
   list.SetDelimiter(U(u";;"));
@@ -206,8 +192,7 @@ TEST(StringTokenList, JoinedTextSplitsBackAndDelimiterChangesOnlyTheJoin) {
   EXPECT_EQ(Tokens(list), Tokens(again));
 }
 
-// Fault: room grows by one instead of doubling, starts above 1, or shrinks;
-// a copy gets the source's room instead of exactly its count.
+// Fault: room doesn't double from one; a copy's room isn't its count.
 TEST(StringTokenList, RoomDoublesFromOneAndCopiesFit) {
   CKZStringToken list;
   const ULONG rooms[] = {1, 2, 4, 4, 8, 8, 8, 8, 16};
@@ -230,10 +215,8 @@ TEST(StringTokenList, RoomDoublesFromOneAndCopiesFit) {
   EXPECT_EQ(0u, emptyCopy.GetCount());
 }
 
-// Fault: assignment leaves surplus tokens, drops the source's extra ones,
-// reallocates when the room suffices, keeps the old delimiter, or copies
-// text; self-assignment releases the tokens before taking them again. Each
-// row assigns a source to a target of another length and room.
+// Fault: assignment leaves or drops tokens, reallocates when the room
+// suffices, keeps the old delimiter, copies text, or frees itself.
 TEST(StringTokenList, AssignmentSharesEveryTokenAndKeepsRoomThatSuffices) {
   struct Row {
     const char* name;
@@ -272,10 +255,8 @@ TEST(StringTokenList, AssignmentSharesEveryTokenAndKeepsRoomThatSuffices) {
   }
 }
 
-// Fault: a token's buffer, which lies in its block's own allocation, is
-// freed or grown as if it were a buffer of its own (a double free, a
-// realloc of memory that malloc never handed out), or loses its text when
-// it moves out. A token that its holder owns alone is edited in place.
+// Fault: a token's buffer inside its block's allocation is freed or grown
+// as a buffer of its own, or loses its text when it moves out.
 TEST(StringTokenList, TokenBufferMovesOutOfItsBlockWhenItGrows) {
   CKZStringToken list = ListOf(u"abc,de");
   CKZString token = list.GetNthToken(0);
@@ -285,7 +266,7 @@ TEST(StringTokenList, TokenBufferMovesOutOfItsBlockWhenItGrows) {
   const CKZStringBlock* block = A::Block(token);
   const int inRecord = A::WideKind(token);
   EXPECT_NE(CKZStringBlock::AllocCRT, inRecord);
-  token.TruncateRight(1);  // within its room: stays where it is
+  token.TruncateRight(1);
   EXPECT_EQ(inRecord, A::WideKind(token));
   const KZAllocCounters before = KZGetAllocCounters();
   token += OLESTR("xyz");
@@ -294,14 +275,14 @@ TEST(StringTokenList, TokenBufferMovesOutOfItsBlockWhenItGrows) {
   EXPECT_EQ(block, A::Block(token));
   EXPECT_EQ(CKZStringBlock::AllocCRT, A::WideKind(token));
   EXPECT_EQ(before.crtFree, after.crtFree);
-  token += OLESTR("0123456789");  // and grows as any buffer from then on
+  token += OLESTR("0123456789");
   EXPECT_EQ(u"abxyz0123456789", W(token));
   EXPECT_EQ("abxyz0123456789", kztest::M(token));
 }
 
 namespace {
 
-// A list of four tokens in a room of four, so the next token makes it grow.
+// Four tokens in a room of four.
 CKZStringToken Full() {
   CKZStringToken list;
   list.SetDelimiter(U(u";"));
@@ -316,9 +297,7 @@ std::string Describe(const CKZStringToken& list, const CKZString& result) {
   return std::string(text.begin(), text.end());
 }
 
-// What an operation works on: `list` (a fresh Full() list), `target` (a
-// list of one token) and `copy`; a joined text goes to `result`. `seen` is
-// the list it changes or makes.
+// `seen` is the list the operation changes or makes.
 struct Lists {
   CKZStringToken list, target;
   std::optional<CKZStringToken> copy;
@@ -340,18 +319,14 @@ const struct Op {
     {"GetTokensList", [](Lists& l) { l.result = l.list.GetTokensList(); }},
 };
 
-// Fault, with each allocation failing in turn: a crash, leak or abort (asan
-// preset); a list that loses or half adds tokens when it can't grow, a copy
-// or an assignment that half happens, a joined list that is cut, a list
-// that is unusable after a failure.
+// Fault, each allocation failing in turn: a leak, a half-done operation, a
+// list unusable after a failure.
 TEST(TokenListOutOfMemory, EachAllocationFailing) {
   for (const Op& op : kOps) {
     SCOPED_TRACE(op.name);
     std::string success;
     const unsigned count = kztest::ForEachFailingAllocation([&](unsigned n) {
       Lists l;
-      // What a failure leaves: the list as it was, or a copy that is empty
-      // with the other's delimiter.
       std::string list, target;
       {
         kztest::NoInjectedFailures setup;
@@ -371,7 +346,6 @@ TEST(TokenListOutOfMemory, EachAllocationFailing) {
       if (!(fired && outcome == before)) {
         EXPECT_EQ(success, outcome) << "neither nothing nor everything";
       }
-      // Usable whatever happened: it takes another token.
       EXPECT_EQ(S_OK, l.seen->AddTokens(CKZString(OLESTR("z"))));
       EXPECT_EQ(u"z", W(l.seen->GetNthToken(l.seen->GetCount() - 1)));
     });

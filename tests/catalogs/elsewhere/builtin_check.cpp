@@ -1,7 +1,5 @@
-// Fetches built-in texts through a catalog named "kzcommon", before and after
-// a CloseAll, and prints what differs. Built twice: as a program linked with
-// the library, and as the module that kz_fullpath_host loads (with
-// KZ_ELSEWHERE_PLUGIN), whose check runs inside it.
+// Built-in texts through "kzcommon" around a CloseAll; built as a program and
+// as the module kz_fullpath_host loads (KZ_ELSEWHERE_PLUGIN).
 #include <kzcommon/kzcommon.h>
 
 #include <cstdio>
@@ -9,7 +7,7 @@
 
 namespace {
 
-// One fetch (id 3 formatted with 2); 1 if it fails or differs, else 0.
+// 1 if the fetch (id 3 formatted with 2) fails or differs.
 int Expect(CKZCatalog& catalog, ULONG id, const char* expected) {
   CKZString text;
   const HRESULT hr = id == 3 ? catalog.GetMsg(text, id, 2)
@@ -30,8 +28,6 @@ int CheckBuiltinTexts() {
   CKZCatalog catalog(OLESTR("kzcommon"));
   int failures = Expect(catalog, 1, "0$Unspecified failure");
   failures += Expect(catalog, 25, "25$Argument %Ld not optional ");
-  // A client's CloseAll closes the library's own entry too; the next fetch
-  // opens it again.
   if (CKZCatalog::CloseAll() != S_OK) {
     std::fprintf(stderr, "CloseAll did not find the open catalog\n");
     ++failures;
