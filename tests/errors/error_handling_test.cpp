@@ -7,6 +7,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "errors/error_lock.h"
@@ -37,11 +38,7 @@ std::string Narrow(const std::u16string& text) {
 // A client of kz_error_catalog (error_catalog.rc) recording what it is asked.
 class TestClient : public CKZErrorHandling {
  public:
-  struct Entry {
-    HRESULT code;
-    ULONG msgId;
-    ULONG msgType;
-  };
+  using Entry = std::tuple<HRESULT, ULONG, ULONG>;  // code, id, type
   explicit TestClient(const GUID* mapKey = nullptr,
                       std::initializer_list<Entry> entries = {})
       : key(mapKey != nullptr ? *mapKey : GUID_NULL),
@@ -58,8 +55,8 @@ class TestClient : public CKZErrorHandling {
 
   HRESULT OnCreateMsgMap() override {
     ++createCalls;
-    for (const Entry& entry : onCreateEntries) {
-      const HRESULT hr = AddMsgMapEntry(entry.code, entry.msgId, entry.msgType);
+    for (const auto& [code, id, type] : onCreateEntries) {
+      const HRESULT hr = AddMsgMapEntry(code, id, type);
       if (hr < 0) return hr;
     }
     return onCreateResult;
