@@ -177,7 +177,6 @@ TEST(MsgFormat, ReadersShareAndEveryHolderReadsAlike) {
   EXPECT_EQ(u"Disk full|4000-Backup - Disk full", Readings(m));
   EXPECT_EQ(S_OK, m.BuildSimpleMessage(m));
   EXPECT_EQ(u"Disk full", W(m));
-
   CKZMsgString writer;
   ASSERT_EQ(S_OK,
             writer.FormatMsg(1, U(u"12$Type mismatch"), U(u"R"), U(u"p")));
@@ -338,18 +337,13 @@ TEST(MsgFormat, FormatThroughACatalog) {
 
 namespace {
 
-// The view's own reader, and the inherited one that never touches the view.
-HRESULT Read(CKZSimpleMsgString& m, CKZString& out) {
-  return m.BuildSimpleMessage(out);
-}
-HRESULT Read(CKZDetailMsgString& m, CKZString& out) {
-  return m.BuildDetailMessage(out);
-}
-HRESULT ReadOther(CKZSimpleMsgString& m, CKZString& out) {
-  return m.BuildDetailMessage(out);
-}
-HRESULT ReadOther(CKZDetailMsgString& m, CKZString& out) {
-  return m.BuildSimpleMessage(out);
+// The view's own reader, or with `other` the inherited one, which never
+// touches the view.
+template <typename View>
+HRESULT Read(View& m, CKZString& out, bool other = false) {
+  return other == std::is_same<View, CKZDetailMsgString>::value
+             ? m.BuildSimpleMessage(out)
+             : m.BuildDetailMessage(out);
 }
 
 template <typename View>
@@ -371,8 +365,8 @@ TYPED_TEST(CachedView, ReadingsComeFromTheViewAndCopiesCarryIt) {
   TypeParam m;
   ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"1$first"), U(u"o")));
   CKZString out;
-  EXPECT_EQ(S_OK, ReadOther(m, out));
-  EXPECT_EQ(S_OK, ReadOther(m, out));
+  EXPECT_EQ(S_OK, Read(m, out, true));
+  EXPECT_EQ(S_OK, Read(m, out, true));
   CKZString first;
   EXPECT_EQ(S_OK, Read(m, first));  // still a miss: built now
   EXPECT_EQ(this->kFirst, W(first));
