@@ -1,50 +1,80 @@
-// The process-wide table of catalog modules, seen through CKZCatalog: one
-// load per name, names that meet by their hash, the results of Close and
-// CloseAll, failed opens, and objects whose module was closed behind them.
-// Whether a module is loaded is read from the platform, which counts the
-// table's references with everybody else's.
+// The process-wide table of catalog modules, seen through CKZCatalog; whether
+// a module is loaded is asked of the platform.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
+#ifndef _WIN32
+#include <dlfcn.h>
+#include <unistd.h>
+#endif
 
-#include "catalogs/module_probe.h"
 #include "fixtures/test_catalog.h"
+#include "strings/internal/test_access.h"
+#include "support/alloc_failure.h"
 #include "test_support.h"
 
 namespace {
 
 using namespace kztest;
+using A = CKZStringTestAccess;
+
+// Catalog module files lie beside the test binary.
+std::string CatalogPath(const std::string& name) {
+#ifdef _WIN32
+  char path[MAX_PATH];
+  const std::string exe(path, GetModuleFileNameA(nullptr, path, MAX_PATH));
+  return exe.substr(0, exe.find_last_of("\\/")) + "\\" + name + ".dll";
+#else
+  char path[4096];
+  const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+  const std::string exe(path, n > 0 ? static_cast<std::size_t>(n) : 0);
+  return exe.substr(0, exe.rfind('/')) + "/lib" + name + ".so";
+#endif
+}
+
+bool CatalogModuleLoaded(const std::string& name) {
+#ifdef _WIN32
+  return GetModuleHandleA(CatalogPath(name).c_str()) != nullptr;
+#else
+  void* dl = dlopen(CatalogPath(name).c_str(), RTLD_LAZY | RTLD_NOLOAD);
+  if (dl != nullptr) dlclose(dl);
+  return dl != nullptr;
+#endif
+}
+
+std::string OwnName(const std::string& base) {
+#ifdef _WIN32
+  return base + std::to_string(GetCurrentProcessId());
+#else
+  return base + std::to_string(getpid());
+#endif
+}
+
+bool CopyCatalogModule(const std::string& from, const std::string& to) {
+  std::ifstream in(CatalogPath(from), std::ios::binary);
+  std::ofstream out(CatalogPath(to), std::ios::binary);
+  out << in.rdbuf();
+  return in.good() && out.good();
+}
 
 const char kTestModule[] = "kz_test_catalog";
 const char kModuleB[] = "KzTestCatalogB";
 
-// The table's hash of a name that needs no lowering.
-std::uint32_t Hash(const std::u16string& name) {
-  std::uint32_t h = 0;
-  for (char16_t unit : name) h = h * 33u + unit;
-  return h;
-}
-
-std::u16string Fetch(CKZCatalog& catalog, UINT id, HRESULT* hr = nullptr) {
+std::u16string Fetch(CKZCatalog& catalog, UINT id) {
   CKZString text;
-  HRESULT result = catalog.GetMsgEx(text, id, nullptr);
-  if (hr != nullptr) *hr = result;
-  return result == S_OK ? W(text) : u"(failed)";
+  return catalog.GetMsgEx(text, id, nullptr) == S_OK ? W(text) : u"(failed)";
 }
 
-// Every test starts and ends with an empty table, whatever ran before it in
-// the process.
 class CatalogCache : public ::testing::Test {
  protected:
   void SetUp() override { CKZCatalog::CloseAll(); }
   void TearDown() override { CKZCatalog::CloseAll(); }
 };
 
-// Objects of one name share one entry with one reference: a table that loads
-// per object, or per fetch, leaves the module loaded after the one Close.
-// Neither destroying the objects nor assigning the same name again ends the
-// entry or loads again.
+// Fault: a load per object, fetch or assignment outlives the one Close.
 TEST_F(CatalogCache, OneLoadPerName) {
   {
     CKZCatalog objects[4] = {TestCatalogName(), TestCatalogName(),
@@ -63,23 +93,14 @@ TEST_F(CatalogCache, OneLoadPerName) {
   EXPECT_EQ(S_FALSE, closer.Close());
 }
 
-// The table keys on the hash of the lowered name alone. A name that differs
-// in case, or another name of the same hash, finds the first object's entry:
-// on POSIX neither opens a module by itself (file names are case-sensitive
-// and "k{>test_catalog" is no file), and its Close closes the first module.
+// The table keys on the hash (h * 33 + unit) of the lowered name alone: on
+// POSIX neither name opens a module by itself.
 TEST_F(CatalogCache, NamesMeetByHash) {
-  const struct {
-    const char* name;
-    const WCHAR* other;
-  } rows[] = {
-      {"case only", OLESTR("KZ_Test_Catalog")},
-      {"another name of the same hash", OLESTR("k{>test_catalog")},
-  };
-  ASSERT_EQ(Hash(u"kz_test_catalog"), Hash(u"k{>test_catalog"));
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (const WCHAR* name :
+       {OLESTR("KZ_Test_Catalog"), OLESTR("k{>test_catalog")}) {
+    SCOPED_TRACE(M(CKZString(name)));
     CKZCatalog first(TestCatalogName());
-    CKZCatalog other(row.other);
+    CKZCatalog other(name);
     EXPECT_EQ(u"0$Hello", Fetch(first, kIdHello));
     EXPECT_EQ(u"0$Hello", Fetch(other, kIdHello));
     EXPECT_EQ(S_OK, other.Close());
@@ -88,14 +109,8 @@ TEST_F(CatalogCache, NamesMeetByHash) {
   }
 }
 
-// LoadLibraryW gets the name as given: on POSIX a lowered copy would miss
-// the file libKzTestCatalogB.so. A name with and without its extension are
-// two catalogs of one module, each entry with a reference of its own.
-TEST_F(CatalogCache, NamesReachTheLoaderAsGiven) {
-  CKZCatalog b(OLESTR("KzTestCatalogB"));
-  EXPECT_EQ(u"B: hello", Fetch(b, 1));
-  EXPECT_TRUE(CatalogModuleLoaded(kModuleB));
-
+// With and without its extension: two entries of one module.
+TEST_F(CatalogCache, NameWithExtension) {
   CKZCatalog bare(TestCatalogName());
   CKZCatalog withExtension(OLESTR("kz_test_catalog.dll"));
   EXPECT_EQ(u"0$Hello", Fetch(bare, kIdHello));
@@ -106,13 +121,14 @@ TEST_F(CatalogCache, NamesReachTheLoaderAsGiven) {
   EXPECT_FALSE(CatalogModuleLoaded(kTestModule));
 }
 
-// Results of Close and CloseAll, and names that open nothing: an empty or
-// null name fails without an entry, an unknown module leaves none behind.
+// Fault: wrong Close or CloseAll results; a name that opens nothing leaves
+// an entry (KzTestCatalogB also shows the name is not lowered).
 TEST_F(CatalogCache, CloseResults) {
   CKZCatalog never(TestCatalogName());
   EXPECT_EQ(S_FALSE, never.Close()) << "empty table";
   CKZCatalog b(OLESTR("KzTestCatalogB"));
   EXPECT_EQ(u"B: hello", Fetch(b, 1));
+  EXPECT_TRUE(CatalogModuleLoaded(kModuleB));
   EXPECT_EQ(S_FALSE, never.Close()) << "table without this name";
 
   const struct {
@@ -125,13 +141,10 @@ TEST_F(CatalogCache, CloseResults) {
   for (const auto& row : nothing) {
     SCOPED_TRACE(row.name);
     CKZCatalog catalog = row.catalog;
-    HRESULT hr = S_OK;
     CKZString out(OLESTR("unchanged"));
     EXPECT_EQ(E_FAIL, catalog.GetMsgEx(out, kIdHello, nullptr));
-    EXPECT_EQ(E_FAIL, catalog.GetMsg(out, kIdHello));
+    EXPECT_EQ(E_FAIL, catalog.GetMsg(out, kIdHello)) << "not remembered";
     EXPECT_EQ(u"unchanged", W(out));
-    Fetch(catalog, kIdHello, &hr);
-    EXPECT_EQ(E_FAIL, hr) << "a failure is not remembered as success";
     EXPECT_EQ(S_FALSE, catalog.Close());
   }
 
@@ -141,44 +154,30 @@ TEST_F(CatalogCache, CloseResults) {
   EXPECT_EQ(S_FALSE, b.Close());
 }
 
-// A failed open is not remembered: once the module exists, the same object's
-// next fetch opens it. The module is a copy of the test catalog under a name
-// of this process's own.
+// Fault: a failed open is remembered.
 TEST_F(CatalogCache, FailedOpenIsRetried) {
-  const std::string late = "kz_late_" + std::to_string(ProcessNumber());
-  const std::u16string wide(late.begin(), late.end());
-  CKZCatalog catalog(reinterpret_cast<const WCHAR*>(wide.c_str()));
-  HRESULT hr = S_OK;
-  Fetch(catalog, kIdHello, &hr);
-  EXPECT_EQ(E_FAIL, hr);
+  const std::string late = OwnName("kz_late_");
+  CKZCatalog catalog(CKZString(late.c_str()));
+  EXPECT_EQ(u"(failed)", Fetch(catalog, kIdHello));
   EXPECT_EQ(S_FALSE, CKZCatalog::CloseAll()) << "the failure left an entry";
   ASSERT_TRUE(CopyCatalogModule(kTestModule, late));
   EXPECT_EQ(u"0$Hello", Fetch(catalog, kIdHello));
   EXPECT_EQ(S_OK, catalog.Close());
-  EXPECT_TRUE(RemoveCatalogModule(late));
+  EXPECT_EQ(0, std::remove(CatalogPath(late).c_str()));
 }
 
-// An object whose module was closed behind it reopens the module at its next
-// fetch instead of reading through the freed handle. In between another
-// module is opened, which may get the freed handle's value: an object that
-// kept its old handle would then read that module's texts, or crash.
+// Fault: an object reads through a handle closed behind it (which another
+// module may since have got).
 TEST_F(CatalogCache, ClosedBehindAnObject) {
-  enum How { kCloseThroughOther, kCloseAll };
-  const struct {
-    const char* name;
-    How how;
-  } rows[] = {{"Close through another object", kCloseThroughOther},
-              {"CloseAll", kCloseAll}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
+  for (bool all : {false, true}) {
+    SCOPED_TRACE(all ? "CloseAll" : "Close through another object");
     CKZCatalog closer(TestCatalogName());
     CKZCatalog stale(TestCatalogName());
     EXPECT_EQ(u"0$Hello", Fetch(stale, kIdHello));
     CKZCatalog copy = stale;
     CKZCatalog assigned;
     assigned = stale;
-    EXPECT_EQ(S_OK,
-              row.how == kCloseAll ? CKZCatalog::CloseAll() : closer.Close());
+    EXPECT_EQ(S_OK, all ? CKZCatalog::CloseAll() : closer.Close());
     EXPECT_FALSE(CatalogModuleLoaded(kTestModule));
     CKZCatalog b(OLESTR("KzTestCatalogB"));
     EXPECT_EQ(u"B: hello", Fetch(b, 1));
@@ -190,14 +189,88 @@ TEST_F(CatalogCache, ClosedBehindAnObject) {
   }
 }
 
-// CloseAll in a process that never opened a catalog (a process of its own:
-// catalog.fresh_process).
+// CloseAll in a process that never opened a catalog (catalog.fresh_process).
 TEST(PerProcessCatalog, CloseAllInAFreshProcess) {
   ASSERT_NE(nullptr, std::getenv("KZ_TEST_FRESH_PROCESS"))
       << "KZ_TEST_FRESH_PROCESS is unset: run by CTest";
   EXPECT_EQ(S_FALSE, CKZCatalog::CloseAll());
   CKZCatalog catalog(TestCatalogName());
   EXPECT_EQ(S_FALSE, catalog.Close());
+}
+
+// Fault, each allocation failing in turn: a leak, a code other than
+// E_OUTOFMEMORY, `out` changed, a failed open leaving module or entry.
+TEST(CatalogOutOfMemory, EachAllocationOfAFetchFailing) {
+  enum Args { kUnformatted, kNumber, kText };
+  const std::u16string p259 = Pattern(259);
+  const struct {
+    const char* name;
+    bool opens;  // the table starts empty, so the fetch opens the module
+    UINT id;
+    Args args;
+    std::u16string expected;
+  } rows[] = {
+      {"open", true, kIdHello, kUnformatted, u"0$Hello"},
+      {"open, then format", true, 404, kText, u"<" + p259 + u">"},
+      {"held module, new block for a shared out", false, kIdHello, kUnformatted,
+       u"0$Hello"},
+      {"held module, 259 units reloaded", false, kIdText259, kUnformatted,
+       p259},
+      {"held module, 1000 units formatted in three passes", false, 403, kNumber,
+       Pattern(998) + u"7"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    unsigned failedOpens = 0;
+    const unsigned count = ForEachFailingAllocation([&](unsigned n) {
+      CKZCatalog catalog;
+      CKZString out, sharer;
+      {
+        NoInjectedFailures setup;
+        CKZCatalog::CloseAll();
+        catalog = TestCatalogName();
+        CKZString warm;
+        if (!row.opens) {
+          ASSERT_EQ(S_OK, catalog.GetMsgEx(warm, kIdHello, nullptr));
+        }
+        out = OLESTR("before");
+        sharer = out;
+      }
+      const CKZStringBlock* before = A::Block(out);
+      HRESULT hr = S_OK;
+      if (row.args == kUnformatted) hr = catalog.GetMsgEx(out, row.id, nullptr);
+      if (row.args == kNumber) hr = catalog.GetMsg(out, row.id, 7);
+      if (row.args == kText) {
+        hr = catalog.GetMsg(out, row.id,
+                            reinterpret_cast<const WCHAR*>(p259.c_str()));
+      }
+      const bool fired = InjectedFailureFired();
+      SCOPED_TRACE(n);
+      EXPECT_EQ(u"before", W(sharer));
+      if (fired && hr != S_OK) {
+        EXPECT_EQ(E_OUTOFMEMORY, hr);
+        EXPECT_EQ(before, A::Block(out));
+        EXPECT_EQ(u"before", W(out));
+        if (row.opens) {
+          const bool loaded = CatalogModuleLoaded(kTestModule);
+          EXPECT_EQ(loaded ? S_OK : S_FALSE, catalog.Close());
+          EXPECT_FALSE(CatalogModuleLoaded(kTestModule));
+          if (!loaded) ++failedOpens;
+        }
+      } else {
+        EXPECT_EQ(S_OK, hr);
+        EXPECT_EQ(row.expected, W(out));
+      }
+      CKZString again;
+      EXPECT_EQ(S_OK, catalog.GetMsgEx(again, kIdFifteen, nullptr));
+      EXPECT_EQ(u"fifteen", W(again));
+      CKZCatalog::CloseAll();
+    });
+    EXPECT_GT(count, 0u);
+    if (row.opens) {
+      EXPECT_GT(failedOpens, 0u);
+    }
+  }
 }
 
 }  // namespace

@@ -1,13 +1,11 @@
-// Fetches on several threads, through objects of their own and objects they
-// share, against threads that Close and CloseAll the same modules. Every
-// fetch must succeed with the exact text: a closed module is reopened, never
-// read after it was freed. Run under ThreadSanitizer by the tsan stage of
-// tools/run-tests.sh, which must report nothing.
+// Fetches on several threads against threads that Close and CloseAll: each
+// must give its exact text. Also run under ThreadSanitizer (tsan stage).
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "fixtures/test_catalog.h"
@@ -17,24 +15,14 @@ namespace {
 
 using namespace kztest;
 
-std::u16string Digits(int n) {
-  std::string digits = std::to_string(n);
-  return std::u16string(digits.begin(), digits.end());
-}
-
-struct Expected {
-  UINT id;
-  std::u16string text;
-};
-
 TEST(CatalogThreads, FetchesAgainstCloses) {
   CKZCatalog::CloseAll();
   const int kFetchers = 4;
   const int kRounds = 400;
-  const Expected kTexts[] = {{kIdHello, u"0$Hello"},
-                             {kIdText600, Pattern(600)},
-                             {kIdNonAscii, NonAsciiText()}};
-  // Shared by all fetchers; only fetched through, never assigned.
+  const std::pair<UINT, std::u16string> kTexts[] = {
+      {kIdHello, u"0$Hello"},
+      {kIdText600, Pattern(600)},
+      {kIdNonAscii, NonAsciiText()}};
   CKZCatalog sharedTest(TestCatalogName());
   CKZCatalog sharedB(OLESTR("KzTestCatalogB"));
 
@@ -46,20 +34,20 @@ TEST(CatalogThreads, FetchesAgainstCloses) {
       CKZCatalog own(TestCatalogName());
       CKZCatalog ownDefault(OLESTR("kzcommon"));
       for (int round = 0; round < kRounds; ++round) {
-        const Expected& e = kTexts[(round + t) % 3];
+        const auto& expected = kTexts[(round + t) % 3];
         CKZCatalog& test = round % 2 == 0 ? own : sharedTest;
         CKZString out;
-        if (test.GetMsgEx(out, e.id, nullptr) != S_OK || W(out) != e.text) {
+        if (test.GetMsgEx(out, expected.first, nullptr) != S_OK ||
+            W(out) != expected.second) {
           ++failures;
         }
         if (sharedB.GetMsg(out, 1) != S_OK || W(out) != u"B: hello") {
           ++failures;
         }
         if (ownDefault.GetMsg(out, 3, round) != S_OK ||
-            W(out) != u"1$Argument " + Digits(round) + u" is invalid") {
+            M(out) != "1$Argument " + std::to_string(round) + " is invalid") {
           ++failures;
         }
-        // Objects that come and go find the table's entry or make it.
         CKZCatalog fresh(TestCatalogName());
         if (fresh.GetMsgEx(out, kIdFifteen, nullptr) != S_OK ||
             W(out) != u"fifteen") {

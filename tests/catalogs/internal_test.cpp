@@ -1,6 +1,5 @@
-// The library's process-wide catalog state, reached directly: this program
-// links the library's object files (see CMakeLists.txt). The default catalog
-// built at load, and the paths that must not take the table's lock.
+// The process-wide catalog state, reached directly (this program links the
+// library's object files).
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -26,9 +25,7 @@ using namespace kztest;
 using A = CKZStringTestAccess;
 using C = CKZCatalogTestAccess;
 
-// The default catalog's name is built by the second initialiser, before the
-// initial block size is read: its block holds exactly the name. A string
-// built now gets the configured size.
+// The default catalog's name is built before the block size is read.
 TEST(DefaultCatalog, NameBuiltBeforeTheBlockSize) {
   const CKZString& name = C::Name(g_msgMapStore.defaultCatalog);
   EXPECT_EQ(u"kzcommon", W(A::WideBuffer(name)));
@@ -39,23 +36,8 @@ TEST(DefaultCatalog, NameBuiltBeforeTheBlockSize) {
   }
 }
 
-// A client's CloseAll closes the default catalog's module too; its next
-// fetch reopens it.
-TEST(DefaultCatalog, AnswersAfterAClientsCloseAll) {
-  CKZCatalog& own = g_msgMapStore.defaultCatalog;
-  CKZString out;
-  EXPECT_EQ(S_OK, own.GetMsgEx(out, 29, nullptr));
-  EXPECT_EQ(u"28$Invalid argument specified.", W(out));
-  EXPECT_EQ(S_OK, CKZCatalog::CloseAll());
-  EXPECT_EQ(S_OK, own.GetMsgEx(out, 8, nullptr));
-  EXPECT_EQ(u"6$Unexpected failure.", W(out));
-  EXPECT_EQ(S_OK, CKZCatalog::CloseAll());
-}
-
-// While another thread holds the table's lock, a fetch through an object
-// that holds its module, and one through an object with an empty name, end
-// without it. Were either to wait for the lock, the worker would not finish
-// until the lock is left (the bound only keeps a failure from hanging).
+// Fault: a fetch through an open module, or with an empty name, waits for
+// the table's lock (the bound only keeps a failure from hanging).
 TEST(CatalogLock, FetchesThatTakeNoLock) {
   CKZCatalog open(TestCatalogName());
   CKZString out;

@@ -1,42 +1,169 @@
-// Raising and logging through a test client: the gate, the maps, the
-// catalogs, delivery to the queue, the error object or OnMessage, the queue,
-// the lock, the object's switches, publication and exhausted memory.
+// Raising, logging, the queue, the lock, the maps, publication and exhausted
+// memory, through a test client; each case starts from a clean state.
 #include <gtest/gtest.h>
 #include <kzcommon/kzcommon.h>
 
+#include <cstdio>
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <tuple>
+#include <vector>
 
-#include "errors/error_test_support.h"
+#include "errors/error_lock.h"
+#include "errors/message_queue.h"
+#include "errors/msg_map.h"
+#include "support/alloc_failure.h"
+#include "test_support.h"
+
+struct CKZErrorHandlingTestAccess {
+  static const MsgMap* Map(const CKZErrorHandling& object) {
+    return object.msgMap;
+  }
+};
 
 namespace {
 
-using kztest::Outcome;
-using kztest::TakeError;
-using kztest::TestClient;
-using kztest::TestKey;
+using kztest::NoInjectedFailures;
+using kztest::W;
+
+GUID TestKey(unsigned char n) {
+  return GUID{0x6b7a0000u + n, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, n}};
+}
+
+std::string Narrow(const std::u16string& text) {
+  return std::string(text.begin(), text.end());
+}
+
+// A client of kz_error_catalog (error_catalog.rc) recording what it is asked.
+class TestClient : public CKZErrorHandling {
+ public:
+  using Entry = std::tuple<HRESULT, ULONG, ULONG>;  // code, id, type
+  explicit TestClient(const GUID* mapKey = nullptr,
+                      std::initializer_list<Entry> entries = {})
+      : key(mapKey != nullptr ? *mapKey : GUID_NULL),
+        onCreateEntries(entries) {}
+
+  GUID key;
+  const WCHAR* catalogName = OLESTR("kz_error_catalog");
+  HRESULT onMessageResult = S_OK;
+  HRESULT onCreateResult = S_OK;
+  const std::vector<Entry> onCreateEntries;
+  int catalogCalls = 0;
+  int createCalls = 0;
+  std::vector<std::string> messages;  // OnMessage's composites
+
+  HRESULT OnCreateMsgMap() override {
+    ++createCalls;
+    for (const auto& [code, id, type] : onCreateEntries) {
+      const HRESULT hr = AddMsgMapEntry(code, id, type);
+      if (hr < 0) return hr;
+    }
+    return onCreateResult;
+  }
+
+ protected:
+  const WCHAR* GetCatalogName() override {
+    ++catalogCalls;
+    return catalogName;
+  }
+  HRESULT OnMessage(CKZMsgString& message) override {
+    NoInjectedFailures record;
+    messages.push_back(Narrow(W(message)));
+    return onMessageResult;
+  }
+  const GUID& GetMsgMapKey() override {
+    return key == GUID_NULL ? CKZErrorHandling::GetMsgMapKey() : key;
+  }
+};
+
+void Append(std::string& out, const std::string& item) {
+  out += (out.empty() ? "" : " ") + item;
+}
+std::string Describe(const CKZErrorHandling::MessageList& list) {
+  std::string out;
+  for (const CKZErrorHandling::MessageInfo& info : list) {
+    char head[40];
+    std::snprintf(head, sizeof head, "Q(%X,%u,",
+                  static_cast<unsigned>(info.resultCode),
+                  static_cast<unsigned>(info.messageType));
+    Append(out, head + Narrow(W(info.messageText)) + ")");
+  }
+  return out;
+}
+
+// Takes the error object: its description, or "(none)"; with `description`
+// "guid context file source description" first.
+std::string TakeError(std::u16string* description = nullptr) {
+  IErrorInfo* info = nullptr;
+  if (GetErrorInfo(0, &info) != S_OK || info == nullptr) return "(none)";
+  std::string out;
+  GUID guid = GUID_NULL;
+  DWORD context = 0;
+  if (description != nullptr && info->GetGUID(&guid) == S_OK &&
+      info->GetHelpContext(&context) == S_OK) {
+    out = guid == GUID_NULL ? "null " : guid == TestKey(42) ? "key " : "other ";
+    out += std::to_string(context) + " ";
+  }
+  for (auto get : {&IErrorInfo::GetHelpFile, &IErrorInfo::GetSource,
+                   &IErrorInfo::GetDescription}) {
+    const bool field = get != &IErrorInfo::GetDescription;
+    if (field && description == nullptr) continue;
+    BSTR text = nullptr;
+    out += (info->*get)(&text) == S_OK ? Narrow(W(text)) : "(failed)";
+    out += field ? " " : "";
+    if (!field && description != nullptr) *description = W(text);
+    SysFreeString(text);
+  }
+  info->Release();
+  return out;
+}
+
+// The queue, P(published description), M(each OnMessage composite).
+std::string Outcome(const TestClient& client) {
+  CKZErrorHandling::MessageList queue;
+  EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(queue));
+  std::string out = Describe(queue);
+  const std::string published = TakeError();
+  if (published != "(none)") Append(out, "P(" + published + ")");
+  for (const std::string& message : client.messages) {
+    Append(out, "M(" + message + ")");
+  }
+  return out;
+}
+
+// The library's starting state, bar the catalog modules (open as in a client).
+void ResetErrorState() {
+  CKZErrorHandling::ClearMessageQueue();
+  g_errorLockOwner = nullptr;
+  g_msgMapStore.maps.clear();
+  static_cast<void>(TakeError());
+}
+
+class ErrorHandling : public ::testing::Test {
+ protected:
+  void SetUp() override { ResetErrorState(); }
+  void TearDown() override { ResetErrorState(); }
+};
+
 using Access = CKZErrorHandlingTestAccess;
 using Lock = CKZErrorHandling::CKZErrorLock;
 
-class ErrorHandling : public kztest::ErrorStateTest {};
-
-// A code that the keyed client maps to an id no catalog holds; one unmapped.
 const HRESULT kNoText = static_cast<HRESULT>(0x80040001u);
 const HRESULT kUnmapped = static_cast<HRESULT>(0x80041234u);
 
-// kKeyed: own map of E_FAIL to 101, E_ABORT to 102 (type 4), kNoText to 999.
 enum Setup : unsigned {
-  kKeyed = 1,
+  kKeyed = 1,  // own map: E_FAIL 101, E_ABORT 102 (type 4), kNoText 999
   kQueueOff = 2,
-  kMessageFails = 4,  // OnMessage gives E_NOTIMPL
-  kCreateFails = 8,   // OnCreateMsgMap adds its entries, then E_ACCESSDENIED
-  kShutOut = 16,      // suspended, and another object holds the lock
+  kMessageFails = 4,
+  kCreateFails = 8,
+  kShutOut = 16,  // suspended, and another object holds the lock
   kEmptyName = 32,
   kNullName = 64,
 };
 
-// One raise or log and all it leaves behind: which map, which catalog, which
-// text (formatted or not), the fallback, and where the message went.
+// Fault: a raise or log takes the wrong map, catalog, text, fallback or
+// destination.
 TEST_F(ErrorHandling, Road) {
 #define CALL(expr) [](TestClient& c) { return expr; }
   const struct Row {
@@ -106,7 +233,7 @@ TEST_F(ErrorHandling, Road) {
   const GUID key = TestKey(1);
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    kztest::ResetErrorState();
+    ResetErrorState();
     TestClient client((row.setup & kKeyed) != 0 ? &key : nullptr,
                       {{E_FAIL, 101, 2}, {E_ABORT, 102, 4}, {kNoText, 999, 2}});
     if ((row.setup & kQueueOff) != 0) client.DisableMessageQueue();
@@ -122,15 +249,14 @@ TEST_F(ErrorHandling, Road) {
   }
 }
 
-// The gate's four conditions, each alone, for the three Raise overloads: a
-// raise stopped there asks no map or catalog. A null text is refused first.
+// Fault: a gate condition ignored by an overload, or checked after the map.
 TEST_F(ErrorHandling, Gate) {
   enum { kNoLock, kSelf, kOther };
   const struct Row {
     const char* name;
     int suspends;
     bool resume;
-    ULONG queued;  // by another object
+    ULONG queued;
     bool queueOff;
     int lock;
     HRESULT hr;
@@ -152,7 +278,7 @@ TEST_F(ErrorHandling, Gate) {
   for (const Row& row : rows) {
     for (int overload = 0; overload < 3; ++overload) {
       SCOPED_TRACE(testing::Message() << row.name << ", overload " << overload);
-      kztest::ResetErrorState();
+      ResetErrorState();
       TestClient client(&key);
       TestClient other;
       for (int i = 0; i < row.suspends; ++i) client.SuspendErrorHandling();
@@ -182,8 +308,8 @@ TEST_F(ErrorHandling, Gate) {
   }
 }
 
-// Exactly these 16 codes, type 2, the library's ids (29 for E_INVALIDARG, 39
-// for DISP_E_BADVARTYPE), made only when a resolution gets that far.
+// Fault: a code missing from the default map or mapped to the wrong id, or
+// the map made before a resolution needs it.
 TEST_F(ErrorHandling, DefaultMap) {
   const char* kUnexpected = "Q(8000FFFF,2,6$Unexpected failure.)";
   const struct Row {
@@ -206,7 +332,7 @@ TEST_F(ErrorHandling, DefaultMap) {
       {DISP_E_PARAMNOTFOUND, "Q(80020004,2,13$Parameter not found)"},
       {STG_E_SHAREVIOLATION, "Q(80030020,2,29$Share Violation)"},
       {DISP_E_BADVARTYPE, "Q(80020008,2,38$Bad Variable Type)"},
-      {DISP_E_UNKNOWNNAME, nullptr},  // the library has a text for 16
+      {DISP_E_UNKNOWNNAME, nullptr},
       {static_cast<HRESULT>(0x80070000), nullptr},
   };
   const GUID key = TestKey(3);
@@ -223,8 +349,8 @@ TEST_F(ErrorHandling, DefaultMap) {
   }
 }
 
-// Clients of different catalogs in turn, and across CloseAll, each get their
-// own catalog's text, not that of the module a previous raise found.
+// Fault: a raise reads the module a previous raise found, or the default
+// catalog doesn't reopen after CloseAll.
 TEST_F(ErrorHandling, CatalogOfEachRaise) {
   const WCHAR* kOwn = OLESTR("kz_error_catalog");
   const WCHAR* kCloseAll = nullptr;
@@ -232,7 +358,7 @@ TEST_F(ErrorHandling, CatalogOfEachRaise) {
                             OLESTR("KzTestCatalogB"), kCloseAll, kOwn}) {
     if (name == kCloseAll) {
       EXPECT_EQ(S_OK, CKZCatalog::CloseAll());
-      name = kOwn;
+      name = OLESTR("");
     }
     TestClient client;
     client.catalogName = name;
@@ -244,14 +370,13 @@ TEST_F(ErrorHandling, CatalogOfEachRaise) {
   }
 }
 
-// Reading appends copies behind the caller's entries, oldest first, any
-// number of times, and changes neither the queue nor the gate; clearing
-// reopens it. The queued text is a copy of the caller's buffer.
+// Fault: reading replaces the caller's entries, changes the queue or the
+// gate, or shares the caller's buffer.
 TEST_F(ErrorHandling, QueueOperations) {
   CKZErrorHandling::MessageList list;
   ASSERT_TRUE(list.PushBack({5, 99, CKZString(OLESTR("mine"))}));
   EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(list));
-  EXPECT_EQ("Q(5,99,mine)", kztest::Describe(list));
+  EXPECT_EQ("Q(5,99,mine)", Describe(list));
 
   TestClient client;
   WCHAR buffer[] = OLESTR("a");
@@ -262,7 +387,7 @@ TEST_F(ErrorHandling, QueueOperations) {
   const std::string queued = "Q(0,4,a) Q(80004005,2,b) Q(0,8,c)";
   EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(list));
   EXPECT_EQ(S_FALSE, CKZErrorHandling::GetMessageQueue(list));
-  EXPECT_EQ("Q(5,99,mine) " + queued + " " + queued, kztest::Describe(list));
+  EXPECT_EQ("Q(5,99,mine) " + queued + " " + queued, Describe(list));
   EXPECT_EQ(u"c", kztest::W((--list.end())->messageText)) << "newest last";
   EXPECT_EQ(3u, CKZErrorHandling::GetMessageQueueSize());
   EXPECT_EQ(S_FALSE, client.Raise(E_FAIL)) << "reading keeps the gate shut";
@@ -271,8 +396,8 @@ TEST_F(ErrorHandling, QueueOperations) {
   EXPECT_EQ(S_OK, client.Raise(E_FAIL));
 }
 
-// The lock's cases, each from no owner. A type-4 raise shows whether an
-// object may raise: it leaves the gate open.
+// Fault: a lock ends or takes another object's right. A type-4 raise shows
+// whether B may raise, and leaves the gate open.
 TEST_F(ErrorHandling, ErrorLock) {
   TestClient a;
   TestClient b;
@@ -309,10 +434,8 @@ TEST_F(ErrorHandling, ErrorLock) {
   EXPECT_TRUE(canRaise());
 }
 
-// One map per key, shared across classes and carried by copies; the object's
-// switches and map pointer. OnCreateMsgMap runs on the creating object only,
-// and once even when it fails; the first entry of a code stays; the all-zero
-// key takes no entries; a later key changes nothing.
+// Fault: a map per class or object, OnCreateMsgMap run again, a later entry
+// winning, the all-zero key taking entries, copies losing map or switches.
 TEST_F(ErrorHandling, MapsAndSwitches) {
   class SecondClass : public TestClient {
     using TestClient::TestClient;
@@ -365,12 +488,9 @@ TEST_F(ErrorHandling, MapsAndSwitches) {
   EXPECT_EQ("Q(80004005,4,on) M(Note_$S_3102_$E_)", Outcome(copied));
 }
 
-// KZRaiseError on the thread's error object; under Wine the platform's own.
-class ErrorPublication : public kztest::ErrorStateTest {};
-
-// The checks in their order, and what a passing call publishes: the type
-// digit and the number, never hr. A refused call leaves the earlier object.
-TEST_F(ErrorPublication, ArgumentChecks) {
+// Fault: KZRaiseError's checks out of order, hr published, or a refused call
+// replacing the earlier error object.
+TEST_F(ErrorHandling, PublicationChecks) {
   const char* kBefore = "before_$S_2000_$E_";
   const struct Row {
     const char* name;
@@ -398,9 +518,8 @@ TEST_F(ErrorPublication, ArgumentChecks) {
   }
 }
 
-// Every field read back, the description taken apart by the message views,
-// and a later call replacing the whole object.
-TEST_F(ErrorPublication, FieldsReadBack) {
+// Fault: a field lost, or a later call keeping fields of the earlier one.
+TEST_F(ErrorHandling, PublicationFields) {
   ASSERT_EQ(S_OK, KZRaiseError(E_FAIL, 1, OLESTR("12$Type mismatch"),
                                OLESTR("Reader"), OLESTR("parser"), TestKey(42),
                                77, OLESTR("help.chm"), OLESTR("Src")));
@@ -419,25 +538,19 @@ TEST_F(ErrorPublication, FieldsReadBack) {
   EXPECT_EQ("null 0 (null) (null) Then_$S_2004_$E_", TakeError(&description));
 }
 
-// Exhausted memory: each allocation fails in turn. A failed step reports
-// E_OUTOFMEMORY and leaves the queue, the maps and the caller's outputs as
-// they were; under ASan a leak fails too.
-class ErrorOutOfMemory : public kztest::ErrorStateTest {
+// Each allocation failing in turn; both catalogs open first, as in a client.
+class ErrorOutOfMemory : public ErrorHandling {
  protected:
-  // Both catalogs open before the counting, as they stay open in a client.
   void SetUp() override {
     TestClient warm;
     ASSERT_EQ(S_OK, warm.Raise(E_POINTER));
     ASSERT_EQ(S_OK, warm.Log(4, 1u));
-    kztest::ResetErrorState();
+    ResetErrorState();
   }
 };
 
-// Raise(hr) through a fresh default map or own map, Log queued or to
-// OnMessage, AddMsgMapEntry and KZRaiseError: a failed step leaves the
-// fallback's message alone (Log has no fallback), the earlier error object,
-// each map whole or absent, the object pointing at no map that isn't in the
-// store, and OnCreateMsgMap run once in all.
+// Fault: a failure other than E_OUTOFMEMORY, a half-made map, the object
+// pointing at a map not in the store, OnCreateMsgMap run twice, a leak.
 TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
   enum { kRaise, kLog, kAddEntry, kPublish };
   const char* kFallback = "Q(8000FFFF,2,90$Client: unexpected)";
@@ -467,7 +580,7 @@ TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
       std::optional<TestClient> client;
       {
         kztest::NoInjectedFailures setup;
-        kztest::ResetErrorState();
+        ResetErrorState();
         client.emplace(
             row.keyed ? &key : nullptr,
             std::initializer_list<TestClient::Entry>{{E_FAIL, 102, 2}});
@@ -506,8 +619,7 @@ TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
   }
 }
 
-// GetMessageQueue into a list that holds an entry: a copy that fails leaves
-// that entry alone in the list, and the queue whole.
+// Fault: a failed copy leaves part of the queue in the list, or changes it.
 TEST_F(ErrorOutOfMemory, GetMessageQueue) {
   TestClient client;
   ASSERT_EQ(S_OK, client.Log(4, OLESTR("a")));
@@ -523,7 +635,7 @@ TEST_F(ErrorOutOfMemory, GetMessageQueue) {
     const bool fired = kztest::InjectedFailureFired();
     EXPECT_EQ(fired ? E_OUTOFMEMORY : S_FALSE, result);
     EXPECT_EQ(fired ? "Q(7,16,mine)" : "Q(7,16,mine) " + queued,
-              kztest::Describe(list));
+              Describe(list));
     EXPECT_EQ(queued, Outcome(client));
   });
   EXPECT_EQ(2u, count);

@@ -1,6 +1,4 @@
-// A client of kzcommon, built by the consumer projects beside this file
-// through the umbrella header and the kzcommon::kzcommon target alone: it
-// makes a string, reads it in both forms and shares it.
+// A client built through the umbrella header and kzcommon::kzcommon alone.
 #include <kzcommon/kzcommon.h>
 
 #include <cstdio>
@@ -40,8 +38,6 @@ int main() {
               "wide form of a multibyte text");
 
 #if defined(KZ_CONSUMER_CATALOG)
-  // The client's own catalog, built by kzcommon_add_catalog beside the
-  // program and opened by its bare name.
   HMODULE catalog = LoadLibraryW(OLESTR("consumer_messages"));
   ok &= Check(catalog != nullptr, "catalog module opens by its bare name");
   if (catalog != nullptr) {
