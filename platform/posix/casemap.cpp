@@ -74,7 +74,7 @@ namespace platform {
 //          run-time's table in any other
 // NOTES    Surrogates and units without case come back unchanged, and so do
 //          title-case letters and the letters that Windows leaves alone
-//          (U+0130, U+212A, ...). tests/platform/casemap_test.cpp sweeps all
+//          (U+0130, U+212A, ...). tests/platform/crt_test.cpp sweeps all
 //          65536 units on both builds against tests/platform/data/casemap.txt.
 WCHAR towlower(WCHAR c) {
   if (c < 0x80) return AsciiLower(c);

@@ -53,7 +53,7 @@ namespace platform {
 //          those of DigitValue, each below the base. Digits that overflow
 //          are read all the same. A base outside 0 and 2 to 36 gives 0 and
 //          errno EINVAL and leaves *end alone. Each case has a row in
-//          tests/platform/number_test.cpp.
+//          tests/platform/crt_test.cpp.
 LONG wcstol(const WCHAR* text, WCHAR** end, int base) {
   if (base != 0 && (base < 2 || base > 36)) {
     errno = EINVAL;

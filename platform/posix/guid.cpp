@@ -74,7 +74,7 @@ int StringFromGUID2(REFGUID guid, LPOLESTR buffer, int size) {
 //          *clsid is GUID_NULL here; Windows may leave a partial parse in it,
 //          so callers must not read it. Windows would also look a ProgID up
 //          in the registry; there is no registry here, so such a text fails
-//          like any other. tests/platform/guid_test.cpp.
+//          like any other. tests/platform/com_test.cpp.
 HRESULT CLSIDFromString(LPCOLESTR text, LPCLSID clsid) {
   if (clsid == nullptr) return E_INVALIDARG;
   std::memset(clsid, 0, sizeof(GUID));

@@ -403,8 +403,8 @@ bool ModuleResourceImage(HMODULE module, const unsigned char** image,
 //          released again and nothing is registered).
 // NOTES    As on Windows, each call must be matched by one FreeLibrary. The
 //          module is loaded with all its symbols bound (RTLD_NOW), and kept
-//          local to it. Throws nothing. tests/platform/module_test.cpp,
-//          tests/platform/posix_module_test.cpp.
+//          local to it. Throws nothing. tests/platform/string_table_test.cpp,
+//          tests/platform/posix_loader_test.cpp.
 HMODULE LoadLibraryW(LPCWSTR name) {
   Path utf8;
   void* dl = nullptr;
@@ -444,7 +444,7 @@ HMODULE LoadLibraryW(LPCWSTR name) {
 // RETURNS  the calling thread's last error
 // NOTES    Per thread, as on Windows. Only LoadLibraryW records one here; the
 //          catalog table reads it to tell exhausted memory from a missing
-//          module. tests/catalogs/catalog_out_of_memory_test.cpp.
+//          module. tests/catalogs/catalog_cache_test.cpp.
 DWORD GetLastError() { return g_lastError; }
 void SetLastError(DWORD code) { g_lastError = code; }
 
@@ -455,7 +455,7 @@ void SetLastError(DWORD code) { g_lastError = code; }
 //          that LoadLibraryW did not give, and for one already released.
 // NOTES    The module is unloaded when its last reference goes, as on
 //          Windows; the handle is invalid from then on.
-//          tests/platform/module_test.cpp.
+//          tests/platform/string_table_test.cpp.
 BOOL FreeLibrary(HMODULE module) {
   if (module == nullptr) return FALSE;
   void* dl = nullptr;
