@@ -1,6 +1,6 @@
 // Helpers for the string tests: wide text from ASCII or units, values made
 // with a chosen set of forms, buffers made by each allocator that the Attach
-// operations take over, and counts of buffer frees by kind.
+// operations take over, and counts of buffer grows and frees by kind.
 #ifndef KZCOMMON_TESTS_STRINGS_STRING_TEST_UTIL_H_
 #define KZCOMMON_TESTS_STRINGS_STRING_TEST_UTIL_H_
 
@@ -24,7 +24,7 @@ inline std::size_t WideLen(const WCHAR* text) {
   return n;
 }
 
-// ASCII text as wide text.
+// ASCII text (zeros included) as wide text.
 inline WString Widen(const std::string& text) {
   return WString(text.begin(), text.end());
 }
@@ -75,33 +75,25 @@ inline CKZString Make(const char* ascii, Forms forms) {
   return Make(ascii, Widen(ascii).c_str(), forms);
 }
 
-inline char* MallocMbs(const char* text) {
-  if (text == nullptr) return nullptr;
-  std::size_t bytes = std::strlen(text) + 1;
-  char* p = static_cast<char*>(std::malloc(bytes));
+// `units` units of `text` and a terminator, by malloc or the task allocator.
+template <typename Unit>
+Unit* CopyOf(const Unit* text, std::size_t units, bool ole) {
+  const std::size_t bytes = (units + 1) * sizeof(Unit);
+  void* p = ole ? CoTaskMemAlloc(bytes) : std::malloc(bytes);
   if (p != nullptr) std::memcpy(p, text, bytes);
-  return p;
+  return static_cast<Unit*>(p);
+}
+inline char* MallocMbs(const char* text) {
+  return text == nullptr ? nullptr : CopyOf(text, std::strlen(text), false);
 }
 inline WCHAR* MallocWide(const WCHAR* text) {
-  if (text == nullptr) return nullptr;
-  std::size_t bytes = (WideLen(text) + 1) * sizeof(WCHAR);
-  WCHAR* p = static_cast<WCHAR*>(std::malloc(bytes));
-  if (p != nullptr) std::memcpy(p, text, bytes);
-  return p;
+  return text == nullptr ? nullptr : CopyOf(text, WideLen(text), false);
 }
 inline char* OleMbs(const char* text) {
-  if (text == nullptr) return nullptr;
-  std::size_t bytes = std::strlen(text) + 1;
-  char* p = static_cast<char*>(CoTaskMemAlloc(bytes));
-  if (p != nullptr) std::memcpy(p, text, bytes);
-  return p;
+  return text == nullptr ? nullptr : CopyOf(text, std::strlen(text), true);
 }
 inline WCHAR* OleWide(const WCHAR* text) {
-  if (text == nullptr) return nullptr;
-  std::size_t bytes = (WideLen(text) + 1) * sizeof(WCHAR);
-  WCHAR* p = static_cast<WCHAR*>(CoTaskMemAlloc(bytes));
-  if (p != nullptr) std::memcpy(p, text, bytes);
-  return p;
+  return text == nullptr ? nullptr : CopyOf(text, WideLen(text), true);
 }
 inline BSTR Bstr(const WCHAR* text) {
   return SysAllocString(reinterpret_cast<const OLECHAR*>(text));
@@ -109,44 +101,36 @@ inline BSTR Bstr(const WCHAR* text) {
 
 // The five ways of taking a buffer over, each with the allocator it names.
 enum class AttachOp { kCrtMbs, kCrtWide, kOleMbs, kOleWide, kBstr };
+const AttachOp kAttachOps[] = {AttachOp::kCrtMbs, AttachOp::kCrtWide,
+                               AttachOp::kOleMbs, AttachOp::kOleWide,
+                               AttachOp::kBstr};
 
 inline bool AttachesWide(AttachOp op) {
   return op == AttachOp::kCrtWide || op == AttachOp::kOleWide ||
          op == AttachOp::kBstr;
 }
 
-// Allocates `mbs` (or `wide`, for the wide operations) by the operation's
-// allocator and hands it to `s`; returns the buffer's address.
-inline const void* AttachNew(CKZString& s, AttachOp op, const char* mbs,
-                             const WCHAR* wide) {
-  switch (op) {
-    case AttachOp::kCrtMbs: {
-      char* p = MallocMbs(mbs);
-      s.Attach_CRT(p);
-      return p;
-    }
-    case AttachOp::kCrtWide: {
-      WCHAR* p = MallocWide(wide);
-      s.Attach_CRT(p);
-      return p;
-    }
-    case AttachOp::kOleMbs: {
-      char* p = OleMbs(mbs);
-      s.Attach_OLE(p);
-      return p;
-    }
-    case AttachOp::kOleWide: {
-      WCHAR* p = OleWide(wide);
-      s.Attach_OLE(p);
-      return p;
-    }
-    case AttachOp::kBstr: {
-      BSTR p = Bstr(wide);
-      s.Attach_BSTR(p);
-      return p;
-    }
+// Allocates `text` (zeros inside kept), or for the wide operations `wide`
+// (by default `text` widened), by the operation's allocator and hands it to
+// `s`; returns the buffer's address.
+inline const void* AttachNew(CKZString& s, AttachOp op, const std::string& text,
+                             const WCHAR* wideText = nullptr) {
+  const bool ole = op == AttachOp::kOleMbs || op == AttachOp::kOleWide;
+  const WString wide = wideText != nullptr ? WString(wideText) : Widen(text);
+  if (op == AttachOp::kBstr) {
+    BSTR p = SysAllocStringLen(reinterpret_cast<const OLECHAR*>(wide.c_str()),
+                               static_cast<UINT>(wide.size()));
+    s.Attach_BSTR(p);
+    return p;
   }
-  return nullptr;
+  if (AttachesWide(op)) {
+    WCHAR* p = CopyOf(wide.c_str(), wide.size(), ole);
+    ole ? s.Attach_OLE(p) : s.Attach_CRT(p);
+    return p;
+  }
+  char* p = CopyOf(text.c_str(), text.size(), ole);
+  ole ? s.Attach_OLE(p) : s.Attach_CRT(p);
+  return p;
 }
 
 // Grows and frees of buffers by allocator kind since construction.
