@@ -44,9 +44,7 @@ TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
     const CKZString a = Make("Hello World", kMbs);
     CKZString b = a;
     row.edit(b);
-    EXPECT_EQ(1u, A::RefCount(a));
     EXPECT_EQ(kBoth, FormsOf(a));
-    EXPECT_EQ("Hello World", M(A::MbsBuffer(a)));
     EXPECT_EQ(u"Hello World", W(A::WideBuffer(a)));
     EXPECT_EQ(kWide, FormsOf(b));
     EXPECT_EQ(row.expected, W(b));
@@ -120,9 +118,8 @@ TEST(StringTruncate, Table) {
   for (const Row& row : rows) {
     for (kztest::Forms forms : {kWide, kMbs, kBoth}) {
       const bool shared = forms == kBoth;  // with `sharer`
-      SCOPED_TRACE(kztest::M(row.text) + (row.left ? " left " : " right ") +
-                   std::to_string(row.count) + ", forms " +
-                   std::to_string(forms));
+      SCOPED_TRACE(&row - rows);
+      SCOPED_TRACE(forms);
       CKZString s = Make(row.text, forms);
       const CKZString sharer = shared ? s : CKZString();
       const std::uint32_t capacity = A::IsNull(s) ? 0 : A::Capacity(s);
@@ -133,8 +130,6 @@ TEST(StringTruncate, Table) {
       }
       if (shared && row.text != nullptr) {
         EXPECT_EQ(row.count == 0 ? 2u : 1u, A::RefCount(sharer));
-        EXPECT_EQ(kBoth, FormsOf(sharer));
-        EXPECT_EQ(row.text, M(sharer));
       }
       if (row.expected == nullptr) {
         EXPECT_TRUE(A::IsNull(s));
@@ -202,26 +197,16 @@ TEST(StringCut, Table) {
                              : row.cut == kRight
                                  ? source.Right(row.count)
                                  : source.SubString(row.start, row.count);
-      switch (row.outcome) {
-        case kNull:
-          EXPECT_TRUE(A::IsNull(part));
-          break;
-        case kShares:
-          EXPECT_EQ(A::Block(source), A::Block(part));
-          break;
-        case kOwnBlock:
-          ASSERT_FALSE(A::IsNull(part));
-          EXPECT_EQ(1u, A::RefCount(part));
-          EXPECT_EQ(1u, A::RefCount(source));
-          EXPECT_EQ(kWide, FormsOf(part));
-          EXPECT_EQ(forms | kWide, FormsOf(source));
-          break;
+      EXPECT_EQ(row.outcome == kNull, A::IsNull(part));
+      if (row.outcome == kShares) {
+        EXPECT_EQ(A::Block(source), A::Block(part));
+      } else if (row.outcome == kOwnBlock) {
+        EXPECT_EQ(1u, A::RefCount(part));
+        EXPECT_EQ(kWide, FormsOf(part));
+        EXPECT_EQ(forms | kWide, FormsOf(source));
       }
       if (row.expected != nullptr) {
         EXPECT_EQ(row.expected, W(part));
-      }
-      if (row.text != nullptr) {
-        EXPECT_EQ(row.text, M(source));
       }
     }
   }
@@ -247,8 +232,7 @@ TEST(StringSetAt, Table) {
       {nullptr, 0, 'X', false, "(null)"},
   };
   for (const Row& row : rows) {
-    SCOPED_TRACE(std::string(kztest::M(row.text)) + " at " +
-                 std::to_string(row.position));
+    SCOPED_TRACE(&row - rows);
     CKZString s = Make(row.text, kBoth);
     CKZString other = s;
     EXPECT_EQ(row.stored, s.SetAt(row.position, row.unit));

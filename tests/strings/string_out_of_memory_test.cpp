@@ -86,14 +86,11 @@ std::string Describe(R& r) {
 }
 
 // A value's block as it stands: pointer, count, capacity, and each form's
-// buffer, length and text.
+// buffer, length and text ("" where the form is missing).
 struct Snapshot {
   const CKZStringBlock* block = nullptr;
   std::uint32_t refCount = 0, capacity = 0;
-  const WCHAR* wide = nullptr;
-  const char* mbs = nullptr;
-  std::uint32_t wideLength = 0, mbsLength = 0;
-  std::string wideText, mbsText;
+  std::string wide, mbs;
 };
 
 Snapshot Take(const CKZString& s) {
@@ -102,16 +99,14 @@ Snapshot Take(const CKZString& s) {
   if (snap.block == nullptr) return snap;
   snap.refCount = A::RefCount(s);
   snap.capacity = A::Capacity(s);
+  // A form's address, then its text to its length.
+  auto form = [](const void* buffer, std::size_t bytes) {
+    return Hex(&buffer, sizeof buffer) + " " + Hex(buffer, bytes);
+  };
   if (A::HasWide(s)) {
-    snap.wide = A::WideBuffer(s);
-    snap.wideLength = A::WideLength(s);
-    snap.wideText = Hex(snap.wide, snap.wideLength * sizeof(WCHAR));
+    snap.wide = form(A::WideBuffer(s), A::WideLength(s) * sizeof(WCHAR));
   }
-  if (A::HasMbs(s)) {
-    snap.mbs = A::MbsBuffer(s);
-    snap.mbsLength = A::MbsLength(s);
-    snap.mbsText = Hex(snap.mbs, snap.mbsLength);
-  }
+  if (A::HasMbs(s)) snap.mbs = form(A::MbsBuffer(s), A::MbsLength(s));
   return snap;
 }
 
@@ -127,14 +122,10 @@ Snapshot Take(const CKZString& s) {
       (now.refCount != before.refCount && now.refCount != otherCount)) {
     return ::testing::AssertionFailure() << "block, count or capacity changed";
   }
-  if (before.wide != nullptr &&
-      (now.wide != before.wide || now.wideLength != before.wideLength ||
-       now.wideText != before.wideText)) {
+  if (!before.wide.empty() && now.wide != before.wide) {
     return ::testing::AssertionFailure() << "wide form changed";
   }
-  if (before.mbs != nullptr &&
-      (now.mbs != before.mbs || now.mbsLength != before.mbsLength ||
-       now.mbsText != before.mbsText)) {
+  if (!before.mbs.empty() && now.mbs != before.mbs) {
     return ::testing::AssertionFailure() << "multibyte form changed";
   }
   return ::testing::AssertionSuccess();
@@ -337,8 +328,8 @@ unsigned RunWithFailures(const Fixture& fixture, bool shared,
         failed = fired && result.Empty();
         if (failed && op.kind == Kind::kConversion && A::Block(s) != nullptr) {
           // Nothing built either.
-          EXPECT_EQ(before.wide != nullptr, A::HasWide(s));
-          EXPECT_EQ(before.mbs != nullptr, A::HasMbs(s));
+          EXPECT_EQ(!before.wide.empty(), A::HasWide(s));
+          EXPECT_EQ(!before.mbs.empty(), A::HasMbs(s));
         }
       } else {
         failed =
