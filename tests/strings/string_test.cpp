@@ -1,6 +1,10 @@
-// CKZString lifetime and access: null versus empty, sharing, conversions.
+// CKZString lifetime and access: the block (capacity rule, initial size,
+// forms and lengths, allocators), null versus empty, sharing, conversions.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "strings/string_test_util.h"
@@ -247,6 +251,296 @@ TEST(StringCopies, HoldTheWholeText) {
     CoTaskMemFree(mbs);
     CoTaskMemFree(wide);
   }
+}
+
+using kztest::AttachOp;
+using kztest::Widen;
+using kztest::WString;
+
+// KZ_INITIAL_STRING_BLOCK_SIZE is read once per process: CTest runs this
+// once per value, with the size R it must give. Faults: a misread value
+// (sign, trailing letters, overflow), the rule L < R ? R : R + L wrong at
+// L == R, a block of capacity 0 without room for a terminator.
+TEST(PerProcessBlockSize, InitialCapacity) {
+  std::uint32_t r = 0;
+  ASSERT_TRUE(kztest::ExpectedBlockSize(&r));
+  CKZString emptyWide(OLESTR(""));
+  CKZString emptyMbs("");
+  EXPECT_EQ(r, A::Capacity(emptyWide));
+  EXPECT_EQ(r, A::Capacity(emptyMbs));
+  EXPECT_EQ("", M(emptyWide));
+  EXPECT_EQ(u"", W(emptyMbs));
+  if (r > 4096) return;  // the rows below make texts of about R characters
+  for (std::uint32_t length : {3u, r == 0 ? 0 : r - 1, r, r + 1}) {
+    SCOPED_TRACE(length);
+    const std::uint32_t capacity = length < r ? r : r + length;
+    EXPECT_EQ(capacity,
+              A::Capacity(CKZString(std::string(length, 'x').c_str())));
+    EXPECT_EQ(capacity, A::Capacity(CKZString(WString(length, 'x').c_str())));
+  }
+}
+
+// Each constructor sets the length field of its form, and the other one too
+// in a single-byte locale (0 in a multibyte one); building the other form
+// sets only its own, up to the first zero. A count copies up to it, pads
+// with zeros and sizes the block. Faults: a field left unset, no padding, a
+// conversion past a zero, a block sized by the text instead of the count.
+TEST(StringBlock, ConstructorsSetLengthsAndCapacity) {
+  ASSERT_TRUE(kztest::DefaultBlockSize());
+  const ULONG kWhole = 0xFFFFFFFFu;
+  const std::string longText(100, 'x');
+  struct Row {
+    const char* name;
+    const char* text;
+    ULONG count;          // kWhole: the uncounted constructor
+    std::uint32_t given;  // field of the form made
+    std::uint32_t built;  // the other field once its form is built
+    std::uint32_t capacity;
+  } rows[] = {
+      {"text", "abc", kWhole, 3, 3, 64},
+      {"padded to count", "ab", 5, 5, 2, 64},
+      {"count 0", "abc", 0, 0, 0, 64},
+      {"short text, count at R", "ab", 64, 64, 2, 128},
+      {"long text, small count", longText.c_str(), 3, 3, 3, 64},
+  };
+  for (const Row& row : rows) {
+    for (bool wide : {true, false}) {
+      SCOPED_TRACE(std::string(row.name) + (wide ? ", wide" : ", multibyte"));
+      const WString wideText = Widen(row.text);
+      const bool whole = row.count == kWhole;
+      CKZString s =
+          wide ? (whole ? CKZString(wideText.c_str())
+                        : CKZString(wideText.c_str(), row.count))
+               : (whole ? CKZString(row.text) : CKZString(row.text, row.count));
+      const std::size_t copied =
+          std::min<std::size_t>(std::strlen(row.text), whole ? ~0u : row.count);
+      auto given = [&] { return wide ? A::WideLength(s) : A::MbsLength(s); };
+      auto other = [&] { return wide ? A::MbsLength(s) : A::WideLength(s); };
+      EXPECT_EQ(row.capacity, A::Capacity(s));
+      EXPECT_EQ(row.given, given());
+      EXPECT_EQ(kztest::MultibyteLocale() ? 0 : row.given, other());
+      for (std::uint32_t i = 0; i <= row.given; ++i) {  // text, zeros, end
+        EXPECT_EQ(i < copied ? static_cast<unsigned char>(row.text[i]) : 0u,
+                  wide ? A::WideBuffer(s)[i]
+                       : static_cast<unsigned char>(A::MbsBuffer(s)[i]))
+            << "unit " << i;
+      }
+      EXPECT_EQ(std::string(row.text, copied), M(s));
+      EXPECT_EQ(wideText.substr(0, copied),
+                WString(static_cast<const WCHAR*>(s)));
+      EXPECT_EQ(row.built, other());
+      EXPECT_EQ(row.given, given());
+    }
+  }
+}
+
+// Text the locale cannot convert (a byte that starts no valid sequence, a
+// cut sequence, a lone surrogate, a unit above 0xFF in the C locale) still
+// gives a terminated form of matching length, within the room the block
+// made; the C locale maps each byte to the unit of its value and back (on
+// Windows too, where the C library refuses bytes from 0x80 up). Faults: a
+// conversion result of -1 taken as a length, no terminator, an empty form,
+// a byte lost in the C locale.
+TEST(StringBlock, EveryTextConvertsToATerminatedFormOfMatchingLength) {
+  struct Row {
+    const char* bytes;  // multibyte source, or
+    WString units;      // wide source
+  } rows[] = {
+      {"a\x93", {}},
+      {"\xe6\x97", {}},
+      {"\xc0\xaf", {}},
+      {"\x80\x93\xe6\xfa\xff", {}},
+      {nullptr, kztest::Units({0xD800, 'a'})},
+      {nullptr, kztest::Units({'a', 0xDBFF})},
+      {nullptr, kztest::Units({0x100, 'b', 0x20AC})},
+      {nullptr,
+       kztest::Units({0x80, 0x93, 0xE6, 0xFA, 0xFF, 0xA0, 0xC9, 0xE9})},
+  };
+  const bool singleByte = !kztest::MultibyteLocale();
+  for (const Row& row : rows) {
+    if (row.bytes != nullptr) {
+      SCOPED_TRACE(row.bytes);
+      CKZString s(row.bytes);
+      const WCHAR* wide = s;
+      ASSERT_NE(nullptr, wide);
+      EXPECT_EQ(kztest::WideLen(wide), s.Length());
+      EXPECT_NE(0u, A::WideLength(s));
+      EXPECT_LE(A::WideLength(s), A::MbsLength(s));
+      for (std::size_t i = 0; singleByte && row.bytes[i] != 0; ++i) {
+        EXPECT_EQ(static_cast<unsigned char>(row.bytes[i]), wide[i]);
+      }
+    } else {
+      SCOPED_TRACE(static_cast<int>(row.units[0]));
+      CKZString s(row.units.c_str());
+      const char* mbs = s;
+      ASSERT_NE(nullptr, mbs);
+      EXPECT_EQ(std::strlen(mbs), s.MbsLength());
+      EXPECT_NE(0u, A::MbsLength(s));
+      EXPECT_LE(A::MbsLength(s), A::WideLength(s) * MB_CUR_MAX);
+      if (singleByte && row.units[0] == 0x80) {
+        ASSERT_EQ(row.units.size(), std::strlen(mbs));
+        for (std::size_t i = 0; i < row.units.size(); ++i) {
+          EXPECT_EQ(row.units[i], static_cast<unsigned char>(mbs[i]));
+        }
+      }
+    }
+  }
+}
+
+// Length, MbsLength and IsEmpty build the missing form in a multibyte
+// locale only, in the shared block, once; in a single-byte locale they read
+// the field. Faults: a conversion in the single-byte locale, bytes counted
+// as units, a form built into a private copy or rebuilt on every read.
+TEST(StringBlock, LengthQueriesBuildFormsOnlyInTheMultibyteLocale) {
+  const kztest::MultibyteSample sample = kztest::Sample();
+  const bool multibyte = kztest::MultibyteLocale();
+  enum Builds { kNothing, kWide, kMbs };
+  struct Row {
+    const char* name;
+    bool fromWide;
+    ULONG (*query)(const CKZString&);
+    ULONG singleByte, multiByte;  // the result in either locale
+    Builds builds;                // what the multibyte locale builds
+  } rows[] = {
+      {"Length of multibyte text", false,
+       [](const CKZString& s) { return s.Length(); }, sample.byteLength, 3,
+       kWide},
+      {"IsEmpty of multibyte text", false,
+       [](const CKZString& s) { return ULONG{s.IsEmpty()}; }, 0, 0, kWide},
+      {"MbsLength of wide text", true,
+       [](const CKZString& s) { return s.MbsLength(); }, 3, sample.byteLength,
+       kMbs},
+      {"Length of wide text", true,
+       [](const CKZString& s) { return s.Length(); }, 3, 3, kNothing},
+      {"MbsLength of multibyte text", false,
+       [](const CKZString& s) { return s.MbsLength(); }, sample.byteLength,
+       sample.byteLength, kNothing},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const CKZString a =
+        row.fromWide ? CKZString(sample.wide) : CKZString(sample.bytes);
+    const CKZString b = a;
+    const std::uint32_t capacity = A::Capacity(a);
+    EXPECT_EQ(multibyte ? row.multiByte : row.singleByte, row.query(b));
+    const Builds built = multibyte ? row.builds : kNothing;
+    EXPECT_EQ(row.fromWide || built == kWide, A::HasWide(a));
+    EXPECT_EQ(!row.fromWide || built == kMbs, A::HasMbs(a));
+    EXPECT_EQ(2u, A::RefCount(a));
+    EXPECT_EQ(capacity, A::Capacity(a));
+    const WCHAR* wide = a;
+    const char* bytes = a;
+    EXPECT_EQ(wide, static_cast<const WCHAR*>(b));
+    EXPECT_EQ(bytes, static_cast<const char*>(b));
+    if (multibyte) {
+      EXPECT_EQ(W(sample.wide), W(wide));
+      EXPECT_EQ(sample.bytes, M(bytes));
+      EXPECT_EQ(3u, A::WideLength(a));
+      EXPECT_EQ(sample.byteLength, A::MbsLength(a));
+    }
+  }
+}
+
+// In a multibyte locale the field of a dropped form means nothing, and the
+// multibyte form may need more than the capacity: N units can take N x
+// MB_CUR_MAX bytes, also in a taken-over buffer of capacity N (AddressSanitizer
+// shows an overflow). Faults: a length read from the field of a dropped form,
+// a multibyte buffer of capacity + 1 bytes.
+TEST(StringBlock, MultibyteLocaleLengthsAndRoom) {
+  if (!kztest::MultibyteLocale()) GTEST_SKIP() << "multibyte locale only";
+  CKZString mbs("ab", 5);
+  EXPECT_EQ(u"ab", W(mbs));
+  std::free(A::TakeMbs(mbs));
+  EXPECT_EQ(2u, mbs.MbsLength());
+  CKZString wide(OLESTR("ab"), 5);
+  EXPECT_EQ("ab", M(wide));
+  std::free(A::TakeWide(wide));
+  EXPECT_EQ(2u, wide.Length());
+
+  const kztest::MultibyteSample sample = kztest::Sample();
+  for (AttachOp op :
+       {AttachOp::kCrtWide, AttachOp::kOleWide, AttachOp::kBstr}) {
+    SCOPED_TRACE(static_cast<int>(op));
+    CKZString s;
+    kztest::AttachNew(s, op, "", sample.wide);
+    EXPECT_EQ(3u, A::Capacity(s));
+    EXPECT_EQ(std::string(sample.bytes), M(s));
+    EXPECT_EQ(sample.byteLength, A::MbsLength(s));
+  }
+}
+
+// Each Attach takes the caller's buffer as it is and records its allocator;
+// a form built beside it is malloc's, and so is the taken-over form once
+// dropped (as unsharing drops a form) and built again. At the end each
+// buffer goes back to its allocator. Faults: a swapped kind (an OLE buffer
+// given to free, a BSTR to CoTaskMemFree), a copy, spare room assumed, a
+// rebuilt form that keeps the old kind.
+TEST(StringBlock, AttachRecordsTheAllocatorOfEachBuffer) {
+  const int kCrt = CKZStringBlock::AllocCRT, kOle = CKZStringBlock::AllocOLE,
+            kBstr = CKZStringBlock::AllocBSTR;
+  const int kinds[] = {kCrt, kCrt, kOle, kOle, kBstr};  // as kAttachOps
+  const bool multibyte = kztest::MultibyteLocale();
+  for (AttachOp op : kztest::kAttachOps) {
+    for (bool rebuild : {false, true}) {
+      SCOPED_TRACE(std::to_string(static_cast<int>(op)) +
+                   (rebuild ? ", rebuilt" : ""));
+      const bool wide = kztest::AttachesWide(op);
+      const int kind = kinds[static_cast<int>(op)];
+      kztest::AllocCounts counts;
+      {
+        CKZString s;
+        const void* buffer = kztest::AttachNew(s, op, "abcd");
+        EXPECT_EQ(4u, A::Capacity(s));
+        EXPECT_EQ(buffer, wide ? static_cast<const void*>(A::WideBuffer(s))
+                               : static_cast<const void*>(A::MbsBuffer(s)));
+        EXPECT_EQ(wide ? kztest::kWideOnly : kztest::kMbsOnly,
+                  kztest::FormsOf(s));
+        EXPECT_EQ(4u, wide ? A::WideLength(s) : A::MbsLength(s));
+        EXPECT_EQ(multibyte ? 0u : 4u,
+                  wide ? A::MbsLength(s) : A::WideLength(s));
+        EXPECT_EQ("abcd", M(s));
+        EXPECT_EQ(u"abcd", W(s));
+        EXPECT_EQ(wide ? kind : kCrt, A::WideKind(s));
+        EXPECT_EQ(wide ? kCrt : kind, A::MbsKind(s));
+        if (rebuild) {
+          void* dropped = wide ? static_cast<void*>(A::TakeWide(s))
+                               : static_cast<void*>(A::TakeMbs(s));
+          if (kind == kBstr) {
+            SysFreeString(static_cast<BSTR>(dropped));
+          } else if (kind == kOle) {
+            CoTaskMemFree(dropped);
+          } else {
+            std::free(dropped);
+          }
+          EXPECT_EQ("abcd", M(s));
+          EXPECT_EQ(u"abcd", W(s));
+          EXPECT_EQ(kCrt, wide ? A::WideKind(s) : A::MbsKind(s));
+        }
+        EXPECT_EQ(0u, counts.Crt() + counts.Ole() + counts.Bstr());
+      }
+      const int freed = rebuild ? kCrt : kind;  // beside a malloc'd form
+      EXPECT_EQ(freed == kCrt ? 2u : 1u, counts.Crt());
+      EXPECT_EQ(freed == kOle ? 1u : 0u, counts.Ole());
+      EXPECT_EQ(freed == kBstr ? 1u : 0u, counts.Bstr());
+    }
+  }
+}
+
+// Attach_BSTR measures up to the first zero unit, not by the length prefix,
+// and frees the whole BSTR with SysFreeString. Faults: a length read from
+// the prefix, a BSTR freed as a plain buffer.
+TEST(StringBlock, AttachBstrEndsAtTheFirstZero) {
+  static const OLECHAR kText[] = {'a', 'b', 0, 'c', 'd'};
+  kztest::AllocCounts counts;
+  {
+    CKZString s;
+    s.Attach_BSTR(SysAllocStringLen(kText, 5));
+    EXPECT_EQ(2u, s.Length());
+    EXPECT_EQ(2u, A::Capacity(s));
+    EXPECT_EQ("ab", M(s));
+  }
+  EXPECT_EQ(1u, counts.Bstr());
+  EXPECT_EQ(1u, counts.Crt());  // the multibyte form
 }
 
 }  // namespace
