@@ -13,52 +13,89 @@
 namespace {
 
 using A = CKZStringTestAccess;
+using kztest::AttachOp;
 using kztest::M;
 using kztest::W;
+using kztest::Widen;
+using kztest::WString;
 
-// Every way of making a string lands on null or on an empty block, and each
-// reading answers accordingly; the old text is let go while a sharer keeps
+// The texts that AllocBSTR and GetBufferCopy hand out, each copy freed.
+struct Copies {
+  std::u16string bstr;
+  UINT bstrLength;
+  std::u16string wide;
+  std::string mbs;
+};
+Copies CopiesOf(CKZString& s) {
+  BSTR bstr = s.AllocBSTR();
+  WCHAR staleUnit = 'x';
+  char stale = 'x';
+  WCHAR* wide = &staleUnit;  // must be overwritten, with nullptr if need be
+  char* mbs = &stale;
+  s.GetBufferCopy(&wide);
+  s.GetBufferCopy(&mbs);
+  Copies copies = {W(bstr), SysStringLen(bstr), W(wide), M(mbs)};
+  SysFreeString(bstr);
+  CoTaskMemFree(wide);
+  CoTaskMemFree(mbs);
+  return copies;
+}
+
+// Every way of making a string lands on null, on an empty block or on its
+// text, and each reading answers accordingly: the copies hold the text up to
+// its first zero, from the wide form (built if missing) or with all the
+// bytes of the multibyte form. The old text is let go while a sharer keeps
 // it. Faults: null and empty mixed up, a count of 0 taken as "whole text",
-// an Attach that keeps the old text on a null one, a stale output pointer.
+// an Attach that keeps the old text on a null one, a stale output pointer, a
+// copy sized by the length field past a zero, a BSTR made from the bytes, a
+// multibyte copy sized by Length().
 TEST(StringNullEmpty, EveryWayOfMakingAString) {
   using C = const char*;
   using CW = const WCHAR*;
   struct Row {
     const char* name;
     void (*make)(CKZString& s);  // s holds a wide text before
-    bool null;
+    const char* text;            // nullptr: a null string
   } rows[] = {
-      {"default", [](CKZString& s) { s = CKZString(); }, true},
-      {"null text", [](CKZString& s) { s = CKZString(C()); }, true},
-      {"null wide text", [](CKZString& s) { s = CKZString(CW()); }, true},
-      {"null text, count 5", [](CKZString& s) { s = CKZString(C(), 5); }, true},
+      {"default", [](CKZString& s) { s = CKZString(); }, nullptr},
+      {"null text", [](CKZString& s) { s = CKZString(C()); }, nullptr},
+      {"null wide text", [](CKZString& s) { s = CKZString(CW()); }, nullptr},
+      {"null, count 5", [](CKZString& s) { s = CKZString(C(), 5); }, nullptr},
       {"null wide, count 5", [](CKZString& s) { s = CKZString(CW(), 5); },
-       true},
-      {"null text assigned", [](CKZString& s) { s = C(); }, true},
+       nullptr},
+      {"null text assigned", [](CKZString& s) { s = C(); }, nullptr},
       {"null wide text assigned over multibyte",
        [](CKZString& s) {
          s = "old";
          s = CW();
        },
-       true},
-      {"Attach_CRT null", [](CKZString& s) { s.Attach_CRT(C()); }, true},
-      {"Attach_OLE null wide", [](CKZString& s) { s.Attach_OLE(CW()); }, true},
-      {"Attach_BSTR null", [](CKZString& s) { s.Attach_BSTR(nullptr); }, true},
-      {"Empty", [](CKZString& s) { s.Empty(); }, true},
-      {"empty text", [](CKZString& s) { s = CKZString(""); }, false},
-      {"empty wide text", [](CKZString& s) { s = CKZString(OLESTR("")); },
-       false},
-      {"count 0", [](CKZString& s) { s = CKZString("abc", 0); }, false},
+       nullptr},
+      {"Attach_CRT null", [](CKZString& s) { s.Attach_CRT(C()); }, nullptr},
+      {"Attach_OLE null wide", [](CKZString& s) { s.Attach_OLE(CW()); },
+       nullptr},
+      {"Attach_BSTR null", [](CKZString& s) { s.Attach_BSTR(nullptr); },
+       nullptr},
+      {"Empty", [](CKZString& s) { s.Empty(); }, nullptr},
+      {"empty text", [](CKZString& s) { s = CKZString(""); }, ""},
+      {"empty wide text", [](CKZString& s) { s = CKZString(OLESTR("")); }, ""},
+      {"count 0", [](CKZString& s) { s = CKZString("abc", 0); }, ""},
       {"wide, count 0", [](CKZString& s) { s = CKZString(OLESTR("ab"), 0); },
-       false},
-      {"empty text assigned", [](CKZString& s) { s = ""; }, false},
-      {"empty wide text assigned", [](CKZString& s) { s = OLESTR(""); }, false},
+       ""},
+      {"empty text assigned", [](CKZString& s) { s = ""; }, ""},
+      {"empty wide text assigned", [](CKZString& s) { s = OLESTR(""); }, ""},
       {"Attach_CRT empty",
-       [](CKZString& s) { s.Attach_CRT(kztest::MallocMbs("")); }, false},
+       [](CKZString& s) { s.Attach_CRT(kztest::MallocMbs("")); }, ""},
       {"Attach_OLE empty wide",
-       [](CKZString& s) { s.Attach_OLE(kztest::OleWide(OLESTR(""))); }, false},
+       [](CKZString& s) { s.Attach_OLE(kztest::OleWide(OLESTR(""))); }, ""},
       {"Attach_BSTR empty",
-       [](CKZString& s) { s.Attach_BSTR(kztest::Bstr(OLESTR(""))); }, false},
+       [](CKZString& s) { s.Attach_BSTR(kztest::Bstr(OLESTR(""))); }, ""},
+      {"wide text", [](CKZString& s) { s = CKZString(OLESTR("text")); },
+       "text"},
+      {"multibyte text", [](CKZString& s) { s = CKZString("text"); }, "text"},
+      {"wide, zero inside",
+       [](CKZString& s) { s = CKZString(OLESTR("ab"), 5); }, "ab"},
+      {"multibyte, zero inside", [](CKZString& s) { s = CKZString("ab", 5); },
+       "ab"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -67,30 +104,45 @@ TEST(StringNullEmpty, EveryWayOfMakingAString) {
     row.make(s);
     EXPECT_EQ(1u, A::RefCount(sharer));
     EXPECT_EQ(u"old text", W(sharer));
-    EXPECT_EQ(row.null, A::IsNull(s));
-    EXPECT_TRUE(s.IsEmpty());
-    EXPECT_EQ(0u, s.Length());
-    EXPECT_EQ(0u, s.MbsLength());
+    const bool empty = row.text == nullptr || *row.text == 0;
+    EXPECT_EQ(row.text == nullptr, A::IsNull(s));
+    EXPECT_EQ(empty, s.IsEmpty());
+    if (empty) {
+      EXPECT_EQ(0u, s.Length());
+      EXPECT_EQ(0u, s.MbsLength());
+    }
     EXPECT_TRUE(static_cast<GUID>(s) == GUID_NULL);
-    const std::string mbs = row.null ? "(null)" : "";
+    const std::string mbs = M(row.text);
     const std::u16string wide(mbs.begin(), mbs.end());
     EXPECT_EQ(mbs, M(s));
     EXPECT_EQ(wide, W(s));
-    BSTR bstr = s.AllocBSTR();
-    WCHAR staleUnit = 'x';
-    char stale = 'x';
-    WCHAR* wideCopy = &staleUnit;
-    char* mbsCopy = &stale;
-    s.GetBufferCopy(&wideCopy);
-    s.GetBufferCopy(&mbsCopy);
-    EXPECT_EQ(wide, W(bstr));
-    EXPECT_EQ(0u, SysStringLen(bstr));
-    EXPECT_EQ(wide, W(wideCopy));
-    EXPECT_EQ(mbs, M(mbsCopy));
-    SysFreeString(bstr);
-    CoTaskMemFree(wideCopy);
-    CoTaskMemFree(mbsCopy);
+    const Copies copies = CopiesOf(s);
+    EXPECT_EQ(wide, copies.bstr);
+    EXPECT_EQ(row.text == nullptr ? 0 : std::strlen(row.text),
+              copies.bstrLength);
+    EXPECT_EQ(wide, copies.wide);
+    EXPECT_EQ(mbs, copies.mbs);
   }
+  // Text beyond ASCII: each form's own copies, and in the multibyte locale
+  // the other form's too; GetBufferCopy with a null argument does nothing.
+  const kztest::MultibyteSample sample = kztest::Sample();
+  const bool multibyte = kztest::MultibyteLocale();
+  CKZString wideSample(sample.wide), mbsSample(sample.bytes);
+  const Copies fromWide = CopiesOf(wideSample);
+  EXPECT_EQ(W(sample.wide), fromWide.bstr);
+  EXPECT_EQ(3u, fromWide.bstrLength);
+  EXPECT_EQ(W(sample.wide), fromWide.wide);
+  const Copies fromMbs = CopiesOf(mbsSample);
+  EXPECT_EQ(sample.bytes, fromMbs.mbs);
+  if (multibyte) {
+    EXPECT_EQ(sample.bytes, fromWide.mbs);
+    EXPECT_EQ(W(sample.wide), fromMbs.bstr);
+    EXPECT_EQ(W(sample.wide), fromMbs.wide);
+  }
+  CKZString text("text");
+  text.GetBufferCopy(static_cast<WCHAR**>(nullptr));
+  text.GetBufferCopy(static_cast<char**>(nullptr));
+  EXPECT_EQ(kztest::kMbsOnly, kztest::FormsOf(text));
 }
 
 // Assigning a string to itself or to a sharer, or the pointer that a
@@ -172,21 +224,18 @@ TEST(StringSharing, SharersLetGoOneByOne) {
 }
 
 // A GUID assigned or constructed is its 38-unit text (the platform's, see
-// tests/platform/guid_test.cpp) in a wide-only block and converts back, and
-// leaves a sharer alone; reading a GUID parses the wide form, built from
-// multibyte text if missing, and text that doesn't parse gives GUID_NULL.
-// Faults: a multibyte form made for nothing, a write into a shared block, a
-// parse of the multibyte form, a partly parsed GUID handed back.
+// tests/platform/guid_test.cpp) in a wide-only block and converts back;
+// reading a GUID parses the wide form, built from multibyte text if missing,
+// and text that doesn't parse gives GUID_NULL. Faults: a multibyte form made
+// for nothing, a parse of the multibyte form, a partly parsed GUID handed
+// back.
 TEST(StringGuid, ToTextAndBack) {
   const GUID guid = {0x12345678,
                      0x9ABC,
                      0xDEF0,
                      {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}};
   CKZString assigned("old text");
-  const CKZString sharer = assigned;
   assigned = guid;
-  EXPECT_EQ("old text", M(sharer));
-  EXPECT_EQ(1u, A::RefCount(sharer));
   CKZString constructed(guid);
   for (CKZString* s : {&assigned, &constructed}) {
     EXPECT_EQ(kztest::kWideOnly, kztest::FormsOf(*s));
@@ -201,61 +250,6 @@ TEST(StringGuid, ToTextAndBack) {
   CKZString bad("{12345678-9ABC-DEF0-0123-456789ABCDEG}");
   EXPECT_TRUE(static_cast<GUID>(bad) == GUID_NULL);
 }
-
-// AllocBSTR and GetBufferCopy hand out fresh copies of the text up to its
-// first zero, from the wide form (built if missing) or with all the bytes of
-// the multibyte form; GetBufferCopy with a null argument does nothing.
-// Faults: a copy sized by the length field past a zero, a BSTR made from
-// the bytes, a multibyte copy sized by Length(), a write through null.
-TEST(StringCopies, HoldTheWholeText) {
-  CKZString text("text");
-  text.GetBufferCopy(static_cast<WCHAR**>(nullptr));
-  text.GetBufferCopy(static_cast<char**>(nullptr));
-  EXPECT_EQ(kztest::kMbsOnly, kztest::FormsOf(text));
-
-  const kztest::MultibyteSample sample = kztest::Sample();
-  const bool multibyte = kztest::MultibyteLocale();
-  struct Row {
-    const char* name;
-    CKZString value;
-    std::u16string wide;  // "": not compared (the C locale's rendering)
-    std::string mbs;
-  } rows[] = {
-      {"wide text", CKZString(OLESTR("text")), u"text", "text"},
-      {"multibyte text", CKZString("text"), u"text", "text"},
-      {"wide, zero inside", CKZString(OLESTR("ab"), 5), u"ab", "ab"},
-      {"multibyte, zero inside", CKZString("ab", 5), u"ab", "ab"},
-      {"wide sample", CKZString(sample.wide), W(sample.wide),
-       multibyte ? sample.bytes : ""},
-      {"multibyte sample", CKZString(sample.bytes),
-       multibyte ? W(sample.wide) : u"", sample.bytes},
-  };
-  for (Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    BSTR bstr = row.value.AllocBSTR();
-    char* mbs = nullptr;
-    WCHAR* wide = nullptr;
-    row.value.GetBufferCopy(&mbs);
-    row.value.GetBufferCopy(&wide);
-    ASSERT_NE(nullptr, bstr);
-    ASSERT_NE(nullptr, mbs);
-    if (!row.wide.empty()) {
-      EXPECT_EQ(row.wide, W(bstr));
-      EXPECT_EQ(row.wide.size(), SysStringLen(bstr));
-      EXPECT_EQ(row.wide, W(wide));
-    }
-    if (!row.mbs.empty()) {
-      EXPECT_EQ(row.mbs, M(mbs));
-    }
-    SysFreeString(bstr);
-    CoTaskMemFree(mbs);
-    CoTaskMemFree(wide);
-  }
-}
-
-using kztest::AttachOp;
-using kztest::Widen;
-using kztest::WString;
 
 // KZ_INITIAL_STRING_BLOCK_SIZE is read once per process: CTest runs this
 // once per value, with the size R it must give. Faults: a misread value
