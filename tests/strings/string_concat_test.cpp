@@ -163,23 +163,11 @@ TEST(StringJoinSharing, NullAndEmptyOperands) {
             result += other;
           }
         };
-        switch (operand) {
-          case kString:
-            join(right);
-            break;
-          case kWideText:
-            join(wide.get());
-            break;
-          case kMbsText:
-            join(row.right);
-            break;
-          case kWideChar:
-            join(wide.get()[0]);
-            break;
-          case kMbsChar:
-            join(row.right[0]);
-            break;
-        }
+        if (operand == kString) join(right);
+        if (operand == kWideText) join(wide.get());
+        if (operand == kMbsText) join(row.right);
+        if (operand == kWideChar) join(wide.get()[0]);
+        if (operand == kMbsChar) join(row.right[0]);
         std::string expected = M(nullptr);
         if (outcome == kKeepsLeft) {
           EXPECT_EQ(A::Block(left), A::Block(result));

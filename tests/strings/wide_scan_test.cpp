@@ -75,15 +75,18 @@ std::string Where(const Flavour& f, std::size_t n, std::size_t p) {
          std::to_string(p);
 }
 
-// Faults caught: the first hit of a vector missed or taken for a later one,
-// a zero that doesn't stop the scan, a compare by bytes, the tail that
-// reloads the last units reporting a hit before the range or none, a load
-// past the range.
-TEST(WideScan, FirstOfFindsTheFirstUnitOrZero) {
+// FirstOf stops at the first unit or zero; LastOf finds the last unit and
+// looks past zeros (its caller checks them). Faults caught: the first hit of
+// a vector missed or taken for a later one (or the first for the last), a
+// zero that doesn't stop FirstOf or stops LastOf, a compare by bytes, a
+// partial vector reporting a hit outside the range or none, a load past
+// either end.
+TEST(WideScan, FirstOfAndLastOf) {
   for (const Flavour& f : kFlavours) {
     for (std::size_t n = 0; n <= kMaxLength; ++n) {
       for (WCHAR unit : kTargets) {
         EXPECT_EQ(n, f.firstOf(Range(n).get(), n, unit)) << Where(f, n, n);
+        EXPECT_EQ(kNone, f.lastOf(Range(n).get(), n, unit)) << Where(f, n, n);
         for (std::size_t p = 0; p < n; ++p) {
           Range unitFirst(n);
           unitFirst[p] = unit;
@@ -97,22 +100,6 @@ TEST(WideScan, FirstOfFindsTheFirstUnitOrZero) {
               << "zero before the unit, " << Where(f, n, p);
           EXPECT_EQ(p, f.firstOf(zeroFirst.get(), n, 0))
               << "searching for zero, " << Where(f, n, p);
-        }
-      }
-    }
-  }
-}
-
-// Faults caught: the first occurrence of a vector returned instead of the
-// last, a zero taken for the end (LastOf looks past zeros: its caller checks
-// them), the first partial vector reporting a unit that lies above the
-// range, a load before the range.
-TEST(WideScan, LastOfFindsTheLastUnitPastZeros) {
-  for (const Flavour& f : kFlavours) {
-    for (std::size_t n = 0; n <= kMaxLength; ++n) {
-      for (WCHAR unit : kTargets) {
-        EXPECT_EQ(kNone, f.lastOf(Range(n).get(), n, unit)) << Where(f, n, n);
-        for (std::size_t p = 0; p < n; ++p) {
           Range s(n);
           s[0] = unit;
           if (p >= 2) s[p - 1] = 0;
