@@ -446,6 +446,7 @@ TEST(StringSelfSource, AppendAndInsert) {
   }
   CKZString wide(OLESTR(""));
   wide += static_cast<const WCHAR*>(wide);
+  wide += wide;
   EXPECT_EQ(u"", W(wide));
   CKZString mbs("");
   mbs += static_cast<const char*>(mbs);
