@@ -4,7 +4,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <type_traits>
 
 #include "fixtures/test_catalog.h"
 #include "strings/string_test_util.h"
@@ -22,18 +24,11 @@ std::u16string U(const std::string& ascii) {
 }
 
 // The test catalog, loaded for one test.
-class Catalog {
- public:
-  Catalog() : module_(LoadLibraryW(kztest::TestCatalogName())) {}
-  ~Catalog() {
-    if (module_ != nullptr) FreeLibrary(module_);
-  }
-  HMODULE get() const { return module_; }
-
- private:
-  HMODULE module_;
-};
-
+using Module =
+    std::unique_ptr<std::remove_pointer_t<HMODULE>, decltype(&FreeLibrary)>;
+Module OpenCatalog() {
+  return Module(LoadLibraryW(kztest::TestCatalogName()), FreeLibrary);
+}
 // The capacities of the passes, per initial block size R (CTest runs one
 // process per size). Compose starts at 512 + R, or R where R is larger,
 // then asks twice the failed capacity; VCompose with size 0 would start at
@@ -198,7 +193,7 @@ TEST(Compose, SharedBlockKeepsTheOthersText) {
 TEST(PerProcessBlockSize, LoadStringCapacity) {
   std::uint32_t r = 0;
   ASSERT_TRUE(kztest::ExpectedBlockSize(&r));
-  const Catalog catalog;
+  const Module catalog = OpenCatalog();
   ASSERT_NE(nullptr, catalog.get());
   struct Row {
     const char* name;
@@ -243,7 +238,7 @@ TEST(PerProcessBlockSize, LoadStringCapacity) {
 // the multibyte length follows the wide one in a single-byte locale and is
 // 0 in a multibyte one.
 TEST(StringLoad, ResultIsAWideOnlyBlock) {
-  const Catalog catalog;
+  const Module catalog = OpenCatalog();
   ASSERT_NE(nullptr, catalog.get());
   struct Row {
     const char* name;
