@@ -24,8 +24,10 @@ using Edit = void (*)(CKZString&);
 
 // A shared value is copied into a wide-only block of its own, and the shared
 // block gains the wide form for its other sharers; a sole owner is edited in
-// place. Faults: an edit written into a shared block, a sharer that loses a
-// form, a sole owner copied or reallocated.
+// place and drops its multibyte form by that form's allocator (a buffer taken
+// over from the task allocator goes back there). Faults: an edit written
+// into a shared block, a sharer that loses a form, a sole owner copied or
+// reallocated, a stale multibyte form, the wrong allocator.
 TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
   struct Row {
     const char* name;
@@ -39,6 +41,7 @@ TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
       {"set at", [](CKZString& s) { EXPECT_TRUE(s.SetAt(0, 'J')); },
        u"Jello World"},
   };
+  enum Owner { kWideOnly, kMallocMbs, kOleMbs };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     const CKZString a = Make("Hello World", kMbs);
@@ -49,38 +52,25 @@ TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
     EXPECT_EQ(kWide, FormsOf(b));
     EXPECT_EQ(row.expected, W(b));
 
-    CKZString s = Make("Hello World", kWide);
-    const CKZStringBlock* block = A::Block(s);
-    const WCHAR* buffer = A::WideBuffer(s);
-    kztest::AllocCounts counts;
-    row.edit(s);
-    EXPECT_EQ(block, A::Block(s));
-    EXPECT_EQ(buffer, A::WideBuffer(s));
-    EXPECT_EQ(0u, counts.CrtGrow() + counts.Crt());
-    EXPECT_EQ(row.expected, W(s));
-  }
-}
-
-// A sole owner drops its multibyte form by that form's allocator (a buffer
-// taken over from the task allocator goes back there) and keeps the wide
-// one. Faults: a stale multibyte form, the wrong allocator.
-TEST(StringUnshare, SoleOwnerDropsTheMultibyteFormByItsAllocator) {
-  for (bool ole : {false, true}) {
-    SCOPED_TRACE(ole ? "task allocator" : "malloc");
-    CKZString s;
-    if (ole) {
-      s.Attach_OLE(kztest::OleMbs("Hello"));
-    } else {
-      s = "Hello";
+    for (Owner owner : {kWideOnly, kMallocMbs, kOleMbs}) {
+      SCOPED_TRACE(owner);
+      CKZString s = Make("Hello World", owner == kWideOnly ? kWide : kBoth);
+      if (owner == kOleMbs) {
+        s.Attach_OLE(kztest::OleMbs("Hello World"));
+        static_cast<void>(static_cast<const WCHAR*>(s));
+      }
+      const CKZStringBlock* block = A::Block(s);
+      const WCHAR* buffer = A::WideBuffer(s);
+      kztest::AllocCounts counts;
+      row.edit(s);
+      EXPECT_EQ(block, A::Block(s));
+      EXPECT_EQ(buffer, A::WideBuffer(s));
+      EXPECT_EQ(kWide, FormsOf(s));
+      EXPECT_EQ(0u, counts.CrtGrow());
+      EXPECT_EQ(owner == kMallocMbs ? 1u : 0u, counts.Crt());
+      EXPECT_EQ(owner == kOleMbs ? 1u : 0u, counts.Ole());
+      EXPECT_EQ(row.expected, W(s));
     }
-    const WCHAR* wide = s;
-    kztest::AllocCounts counts;
-    s.MakeUpperCase();
-    EXPECT_EQ(kWide, FormsOf(s));
-    EXPECT_EQ(wide, A::WideBuffer(s));
-    EXPECT_EQ(ole ? 1u : 0u, counts.Ole());
-    EXPECT_EQ(ole ? 0u : 1u, counts.Crt());
-    EXPECT_EQ("HELLO", M(s));
   }
 }
 
