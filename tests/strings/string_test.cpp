@@ -463,12 +463,13 @@ TEST(StringBlock, MultibyteLocaleLengthsAndRoom) {
   }
 }
 
-// Each Attach takes the caller's buffer as it is and records its allocator;
-// a form built beside it is malloc's, and so is the taken-over form once
+// Each Attach takes the caller's buffer as it is, measured up to its first
+// zero (a BSTR too, not by its length prefix), and records its allocator; a
+// form built beside it is malloc's, and so is the taken-over form once
 // dropped (as unsharing drops a form) and built again. At the end each
 // buffer goes back to its allocator. Faults: a swapped kind (an OLE buffer
 // given to free, a BSTR to CoTaskMemFree), a copy, spare room assumed, a
-// rebuilt form that keeps the old kind.
+// length read from the BSTR prefix, a rebuilt form that keeps the old kind.
 TEST(StringBlock, AttachRecordsTheAllocatorOfEachBuffer) {
   const int kCrt = CKZStringBlock::AllocCRT, kOle = CKZStringBlock::AllocOLE,
             kBstr = CKZStringBlock::AllocBSTR;
@@ -483,7 +484,8 @@ TEST(StringBlock, AttachRecordsTheAllocatorOfEachBuffer) {
       kztest::AllocCounts counts;
       {
         CKZString s;
-        const void* buffer = kztest::AttachNew(s, op, "abcd");
+        const void* buffer =
+            kztest::AttachNew(s, op, std::string("abcd\0ef", 7));
         EXPECT_EQ(4u, A::Capacity(s));
         EXPECT_EQ(buffer, wide ? static_cast<const void*>(A::WideBuffer(s))
                                : static_cast<const void*>(A::MbsBuffer(s)));
@@ -518,23 +520,6 @@ TEST(StringBlock, AttachRecordsTheAllocatorOfEachBuffer) {
       EXPECT_EQ(freed == kBstr ? 1u : 0u, counts.Bstr());
     }
   }
-}
-
-// Attach_BSTR measures up to the first zero unit, not by the length prefix,
-// and frees the whole BSTR with SysFreeString. Faults: a length read from
-// the prefix, a BSTR freed as a plain buffer.
-TEST(StringBlock, AttachBstrEndsAtTheFirstZero) {
-  static const OLECHAR kText[] = {'a', 'b', 0, 'c', 'd'};
-  kztest::AllocCounts counts;
-  {
-    CKZString s;
-    s.Attach_BSTR(SysAllocStringLen(kText, 5));
-    EXPECT_EQ(2u, s.Length());
-    EXPECT_EQ(2u, A::Capacity(s));
-    EXPECT_EQ("ab", M(s));
-  }
-  EXPECT_EQ(1u, counts.Bstr());
-  EXPECT_EQ(1u, counts.Crt());  // the multibyte form
 }
 
 }  // namespace
