@@ -1,6 +1,4 @@
-// CKZString concatenation and insertion: encoding choice, sharing outcomes,
-// growth through each buffer's allocator, sources inside the value itself,
-// and texts of Length() 0.
+// CKZString concatenation and insertion.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -12,21 +10,9 @@
 namespace {
 
 using A = CKZStringTestAccess;
-using kztest::AttachOp;
-using kztest::FormsOf;
-using kztest::M;
-using kztest::Make;
-using kztest::W;
+using S = CKZString&;
+using namespace kztest;
 
-constexpr kztest::Forms kWide = kztest::kWideOnly;
-constexpr kztest::Forms kMbs = kztest::kMbsOnly;
-constexpr kztest::Forms kBoth = kztest::kBothForms;
-
-std::u16string U(const std::string& ascii) {
-  return std::u16string(ascii.begin(), ascii.end());
-}
-
-// operator+= through the wide or the multibyte character overload.
 void AppendCharacter(CKZString& s, char c, bool wide) {
   if (wide) {
     s += static_cast<WCHAR>(c);
@@ -35,11 +21,8 @@ void AppendCharacter(CKZString& s, char c, bool wide) {
   }
 }
 
-// Two strings join multibyte when both have that form and not both the wide
-// one (in the multibyte locale the lengths build the wide forms first);
-// multibyte text extends a multibyte form. Faults: the wrong encoding, a
-// result with both forms, an operand that loses a form or converts for
-// nothing, a form that the append did not extend left stale.
+// Faults: the wrong encoding for the join, an operand that loses a form or
+// converts for nothing, a form the append did not extend left stale.
 TEST(StringEncodingChoice, Table) {
   enum Operand { kWideText = 4, kMbsText = 5 };  // else a string's forms
   struct Row {
@@ -73,13 +56,13 @@ TEST(StringEncodingChoice, Table) {
       {"wide + mbs text", true, kWide, kMbsText, kMbs, 0, 0},
       {"both + mbs text", true, kBoth, kMbsText, kMbs, 0, 0},
   };
-  const bool mb = kztest::MultibyteLocale();
+  const bool mb = MultibyteLocale();
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     const bool text = row.right >= kWideText;
-    CKZString left = Make("ab", static_cast<kztest::Forms>(row.left));
+    CKZString left = Make("ab", static_cast<Forms>(row.left));
     const CKZString right =
-        text ? CKZString() : Make("cd", static_cast<kztest::Forms>(row.right));
+        text ? CKZString() : Make("cd", static_cast<Forms>(row.right));
     CKZString result;
     auto join = [&](auto other) {
       if (row.plus) {
@@ -118,12 +101,8 @@ TEST(StringEncodingChoice, Table) {
   }
 }
 
-// A string operand shares its block into an empty or null result, a text
-// or character never does; operator+ of nothing gives null, operator+=
-// leaves the value alone; an empty text (or the character 0) makes a new
-// block in its encoding. Faults: a copy where a share is due or the reverse,
-// null and empty mixed up, the character 0 taken for null or a unit, an edit
-// with nothing to add that unshares or drops a form.
+// Faults: a copy where a share is due or the reverse, null and empty mixed up,
+// the character 0 taken for null, an edit with nothing to add that unshares.
 TEST(StringJoinSharing, NullAndEmptyOperands) {
   enum Outcome { kNull, kKeepsLeft, kSharesRight, kNew };
   enum Operand { kString, kWideText, kMbsText, kWideChar, kMbsChar };
@@ -153,7 +132,7 @@ TEST(StringJoinSharing, NullAndEmptyOperands) {
                                                    : row.stringAppend;
         const CKZString left = Make(row.left, kBoth);
         const CKZString right = Make(row.right, kBoth);
-        const kztest::WideOrNull wide(row.right);
+        const WideOrNull wide(row.right);
         CKZString result = left;  // left stays behind as the other sharer
         auto join = [&](auto other) {
           if (plus) {
@@ -192,12 +171,10 @@ TEST(StringJoinSharing, NullAndEmptyOperands) {
   }
 }
 
-// operator+ sizes its block once for the result: R = block size + left +
-// right, or twice left where R is not above it. Faults: the capacity rule on
-// the left text alone (the append grows it), no spare room.
+// Faults: operator+ sized by the left text alone, no spare room.
 TEST(PerProcessBlockSize, JoinCapacity) {
   std::uint32_t size = 0;
-  ASSERT_TRUE(kztest::ExpectedBlockSize(&size));
+  ASSERT_TRUE(ExpectedBlockSize(&size));
   const int column = size == 64 ? 0 : size == 0 ? 1 : size == 128 ? 2 : -1;
   ASSERT_NE(-1, column) << "no capacities for block size " << size;
   struct Row {
@@ -217,9 +194,9 @@ TEST(PerProcessBlockSize, JoinCapacity) {
       const std::string left(row.left, 'l');
       const std::string right(row.right, 'r');
       const CKZString value = Make(left.c_str(), wide ? kWide : kMbs);
-      kztest::AllocCounts counts;
+      AllocCounts counts;
       const CKZString result =
-          wide ? value + kztest::Widen(right).c_str() : value + right.c_str();
+          wide ? value + Widen(right).c_str() : value + right.c_str();
       EXPECT_EQ(0u, counts.CrtGrow());
       EXPECT_EQ(row.capacity[column], A::Capacity(result));
       EXPECT_EQ(left + right, M(result));
@@ -227,11 +204,10 @@ TEST(PerProcessBlockSize, JoinCapacity) {
   }
 }
 
-// 60 characters and 940 appends grow a block of 64 four times, to 1024, in
-// either form. Faults: a growth check off by one, a grow per append, a form
-// built and freed on every append.
+// Faults: a growth check off by one, a grow per append, a form rebuilt on every
+// append.
 TEST(StringJoinCapacity, AppendsDoubleOnlyPastTheCapacity) {
-  ASSERT_TRUE(kztest::DefaultBlockSize());
+  ASSERT_TRUE(DefaultBlockSize());
   for (bool wide : {true, false}) {
     SCOPED_TRACE(wide ? "wide" : "mbs");
     const std::string sixty(60, 'x');
@@ -242,7 +218,7 @@ TEST(StringJoinCapacity, AppendsDoubleOnlyPastTheCapacity) {
                   : static_cast<const void*>(A::MbsBuffer(s));
     };
     const void* before = buffer();
-    kztest::AllocCounts counts;
+    AllocCounts counts;
     for (int i = 0; i < 4; ++i) AppendCharacter(s, 'y', wide);
     EXPECT_EQ(64u, A::Capacity(s));
     EXPECT_EQ(before, buffer());
@@ -257,27 +233,22 @@ TEST(StringJoinCapacity, AppendsDoubleOnlyPastTheCapacity) {
   }
 }
 
-// A taken-over buffer (no spare room) grows by its own allocator, doubling
-// from the text's length, and keeps its kind; a source behind a zero inside
-// it ("de" in "abc\0de") lies beyond what the value counts as its own, so it
-// must be read before the growth moves the buffer. Faults: realloc on an
-// OLE buffer or a BSTR, a kind lost so the wrong function frees it, a source
-// read from freed memory (the asan preset reports it).
+// Faults: realloc on an OLE buffer or a BSTR, a lost kind, a source past a zero
+// read after the growth freed it (asan).
 TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
   enum Edit { kChar, kValue, kTail, kInsertChar, kInsertTail };
   const char16_t* expected[] = {u"abcd", u"abcd", u"abcde", u"adbc", u"adebc"};
-  for (AttachOp op : kztest::kAttachOps) {
+  for (AttachOp op : kAttachOps) {
     for (Edit edit : {kChar, kValue, kTail, kInsertChar, kInsertTail}) {
       SCOPED_TRACE(std::to_string(static_cast<int>(op)) + ", edit " +
                    std::to_string(edit));
-      const bool wide = kztest::AttachesWide(op);
+      const bool wide = AttachesWide(op);
       const bool ole = op == AttachOp::kOleWide || op == AttachOp::kOleMbs;
       const bool bstr = op == AttachOp::kBstr;
-      kztest::AllocCounts counts;
+      AllocCounts counts;
       {
         CKZString s;
-        const void* buffer =
-            kztest::AttachNew(s, op, std::string("abc\0de", 6));
+        const void* buffer = AttachNew(s, op, std::string("abc\0de", 6));
         const WCHAR* wideTail = static_cast<const WCHAR*>(buffer) + 4;
         const char* mbsTail = static_cast<const char*>(buffer) + 4;
         ASSERT_EQ(3u, s.Length());
@@ -285,7 +256,7 @@ TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
         if (edit == kChar) {
           AppendCharacter(s, 'd', wide);
         } else if (edit == kValue) {
-          s += kztest::Make("d", wide ? kWide : kMbs);
+          s += Make("d", wide ? kWide : kMbs);
         } else if (edit == kTail && wide) {
           s += wideTail;
         } else if (edit == kTail) {
@@ -297,9 +268,8 @@ TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
         }
         EXPECT_EQ(6u, A::Capacity(s));
         // An insert goes wide, and so does a join in the multibyte locale.
-        const bool goesWide =
-            !wide && (edit >= kInsertChar ||
-                      (edit == kValue && kztest::MultibyteLocale()));
+        const bool goesWide = !wide && (edit >= kInsertChar ||
+                                        (edit == kValue && MultibyteLocale()));
         if (!goesWide) {
           EXPECT_EQ(kindBefore, wide ? A::WideKind(s) : A::MbsKind(s));
           EXPECT_EQ(!ole && !bstr ? 1u : 0u, counts.CrtGrow());
@@ -315,16 +285,14 @@ TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
   }
 }
 
-// Faults: an insert within the capacity (up to filling it) that grows or
-// copies; an empty taken-over buffer (capacity 0) written without room;
-// insert into a sharer that leaves a stale form, or into a multibyte-only
-// value without its wide form first.
+// Faults: an insert within the capacity that grows, an empty taken-over buffer
+// written without room, a stale form.
 TEST(StringInsert, InPlaceOrGrown) {
-  ASSERT_TRUE(kztest::DefaultBlockSize());
+  ASSERT_TRUE(DefaultBlockSize());
   const std::string middle(55, '-');
-  CKZString s(kztest::Widen("abc" + middle + "def").c_str());
+  CKZString s(Widen("abc" + middle + "def").c_str());
   const WCHAR* buffer = A::WideBuffer(s);
-  kztest::AllocCounts counts;
+  AllocCounts counts;
   EXPECT_EQ(64u, s.Insert(3, OLESTR("XYZ")));
   EXPECT_EQ(0u, counts.CrtGrow());
   EXPECT_EQ(buffer, A::WideBuffer(s));
@@ -332,12 +300,12 @@ TEST(StringInsert, InPlaceOrGrown) {
   EXPECT_EQ(U("abcXYZ" + middle + "def"), W(s));
 
   CKZString empty;
-  empty.Attach_CRT(kztest::MallocMbs(""));
+  empty.Attach_CRT(MallocMbs(""));
   ASSERT_EQ(0u, A::Capacity(empty));
   EXPECT_EQ(3u, empty.Insert(0, OLESTR("abc")));
   EXPECT_EQ(u"abc", W(empty));
 
-  for (kztest::Forms forms : {kMbs, kBoth}) {
+  for (Forms forms : {kMbs, kBoth}) {
     CKZString value = Make("abc", forms);
     const CKZString other = forms == kBoth ? value : CKZString();
     EXPECT_EQ(4u, value.Insert(1, 'X'));
@@ -346,9 +314,8 @@ TEST(StringInsert, InPlaceOrGrown) {
   }
 }
 
-// Both overloads on a wide-only and a multibyte-only value. Faults: a
-// position off by one, one at or past the length that does not append, a
-// wrong result, null value or text mishandled, a stale multibyte length.
+// Faults: a position off by one, no append at or past the end, null mishandled,
+// a stale multibyte length.
 TEST(StringInsert, Table) {
   struct Row {
     const char* value;
@@ -369,13 +336,13 @@ TEST(StringInsert, Table) {
       {nullptr, 0, nullptr, nullptr, 0},
   };
   for (const Row& row : rows) {
-    for (kztest::Forms forms : {kWide, kMbs}) {
+    for (Forms forms : {kWide, kMbs}) {
       for (bool wideText : {true, false}) {
         SCOPED_TRACE(M(row.value) + " at " + std::to_string(row.position) +
                      ": " + M(row.text) + ", forms " + std::to_string(forms) +
                      (wideText ? ", wide text" : ", mbs text"));
         CKZString s = Make(row.value, forms);
-        const kztest::WideOrNull wide(row.text);
+        const WideOrNull wide(row.text);
         EXPECT_EQ(row.result, wideText ? s.Insert(row.position, wide.get())
                                        : s.Insert(row.position, row.text));
         if (row.expected == nullptr) {
@@ -390,9 +357,8 @@ TEST(StringInsert, Table) {
   }
 }
 
-// A source in the value's own buffers, also across a growth, also when a
-// sharer holds the block. Faults: a source read after growth moved it,
-// unsharing freed it, or the append's own terminator overwrote it.
+// Faults: an own source read after growth or unsharing freed it, or overwritten
+// by the terminator.
 TEST(StringSelfSource, AppendAndInsert) {
   enum Result { kTwice, kTwiceButFirst, kInsideAfterFirst, kTwiceButTwo };
   struct Row {
@@ -400,30 +366,25 @@ TEST(StringSelfSource, AppendAndInsert) {
     void (*edit)(CKZString&);
     Result result;
   } rows[] = {
-      {"s += s", [](CKZString& s) { s += s; }, kTwice},
-      {"s = s + s", [](CKZString& s) { s = s + s; }, kTwice},
-      {"own wide tail",
-       [](CKZString& s) { s += static_cast<const WCHAR*>(s) + 1; },
+      {"s += s", [](S s) { s += s; }, kTwice},
+      {"s = s + s", [](S s) { s = s + s; }, kTwice},
+      {"own wide tail", [](S s) { s += static_cast<const WCHAR*>(s) + 1; },
        kTwiceButFirst},
-      {"own mbs tail",
-       [](CKZString& s) { s += static_cast<const char*>(s) + 1; },
+      {"own mbs tail", [](S s) { s += static_cast<const char*>(s) + 1; },
        kTwiceButFirst},
       {"insert own wide",
-       [](CKZString& s) { s.Insert(1, static_cast<const WCHAR*>(s)); },
+       [](S s) { s.Insert(1, static_cast<const WCHAR*>(s)); },
        kInsideAfterFirst},
-      {"insert own mbs",
-       [](CKZString& s) { s.Insert(1, static_cast<const char*>(s)); },
+      {"insert own mbs", [](S s) { s.Insert(1, static_cast<const char*>(s)); },
        kInsideAfterFirst},
       {"insert own wide tail at the end",
-       [](CKZString& s) {
-         s.Insert(s.Length(), static_cast<const WCHAR*>(s) + 2);
-       },
+       [](S s) { s.Insert(s.Length(), static_cast<const WCHAR*>(s) + 2); },
        kTwiceButTwo},
   };
   const std::string texts[] = {"abc", std::string(40, 'q') + "xyz"};
   for (const Row& row : rows) {
     for (const std::string& text : texts) {
-      for (kztest::Forms forms : {kWide, kMbs, kBoth}) {
+      for (Forms forms : {kWide, kMbs, kBoth}) {
         for (bool shared : {false, true}) {
           SCOPED_TRACE(std::string(row.name) + ", " +
                        std::to_string(text.size()) + " characters, forms " +
@@ -453,11 +414,11 @@ TEST(StringSelfSource, AppendAndInsert) {
   EXPECT_EQ("", M(mbs));
 }
 
-// Faults in the multibyte locale: characters counted for bytes, bytes of
-// the left text lost, a wide form built on each append.
+// Faults: characters counted for bytes, bytes lost, a wide form built per
+// append.
 TEST(StringMultibyteJoin, CharactersOfSeveralBytes) {
-  if (!kztest::MultibyteLocale()) GTEST_SKIP() << "multibyte locale only";
-  const kztest::MultibyteSample sample = kztest::Sample();
+  if (!MultibyteLocale()) GTEST_SKIP() << "multibyte locale only";
+  const MultibyteSample sample = Sample();
   const std::string bytes(sample.bytes);
   const std::u16string wide = W(sample.wide);
 
@@ -487,14 +448,11 @@ TEST(StringMultibyteJoin, CharactersOfSeveralBytes) {
   EXPECT_EQ("a" + bytes + "b", M(i));
 }
 
-// A multibyte-only text whose first byte is zero has Length() 0 in a
-// multibyte locale, whatever its byte length, and is no text to the appends;
-// in the single-byte locale Length() counts the zeros, and every overload
-// appends behind them. Fault: the inline one-character append extends it
-// behind its zeros, where the text overload (and the wide ones) give the
-// character alone.
+// Multibyte text whose first byte is zero: Length() 0 in a multibyte locale,
+// the zeros counted in a single-byte one. Fault: the one-character append
+// disagrees with the text append.
 TEST(StringEmptyText, CharacterAppendAgreesWithTextAppend) {
-  const bool mb = kztest::MultibyteLocale();
+  const bool mb = MultibyteLocale();
   const ULONG length = mb ? 1 : 4;
   const char expected[] = {'\0', '\0', '\0', 'x', '\0'};
   const char* text = mb ? expected + 3 : expected;
@@ -520,24 +478,21 @@ TEST(StringEmptyText, CharacterAppendAgreesWithTextAppend) {
   }
 }
 
-// Length() builds the wide form in the multibyte locale, which the values
-// that keep the block then hold. Faults: operator+ with multibyte text, or
-// operator+= with text on a shared value, decides that there is no text
-// without Length(), so the wide form is missing afterwards: on the left
-// operand, or on the block that the other sharer keeps.
+// Fault: an append that skips Length() leaves the wide form it builds missing
+// in the multibyte locale.
 TEST(StringEmptyText, LengthBuildsTheWideFormWhereItIsSeen) {
   struct Row {
     const char* text;
     bool shared;
     void (*edit)(CKZString&);
   } rows[] = {
-      {"ab", false, [](CKZString& s) { static_cast<void>(s + "x"); }},
-      {"", false, [](CKZString& s) { static_cast<void>(s + "x"); }},
-      {"ab", true, [](CKZString& s) { s += "x"; }},
-      {"", true, [](CKZString& s) { s += "x"; }},
-      {"", true, [](CKZString& s) { s += OLESTR("x"); }},
+      {"ab", false, [](S s) { static_cast<void>(s + "x"); }},
+      {"", false, [](S s) { static_cast<void>(s + "x"); }},
+      {"ab", true, [](S s) { s += "x"; }},
+      {"", true, [](S s) { s += "x"; }},
+      {"", true, [](S s) { s += OLESTR("x"); }},
   };
-  const int expected = kztest::MultibyteLocale() ? kBoth : kMbs;
+  const int expected = MultibyteLocale() ? kBoth : kMbs;
   for (const Row& row : rows) {
     SCOPED_TRACE(&row - rows);
     CKZString s(row.text);

@@ -1,5 +1,4 @@
-// CKZString editing: unsharing, case mapping, truncation, Left, Right,
-// SubString and SetAt.
+// CKZString editing: unsharing, case, truncation, cuts and SetAt.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,35 +10,24 @@
 namespace {
 
 using A = CKZStringTestAccess;
-using kztest::FormsOf;
-using kztest::M;
-using kztest::Make;
-using kztest::W;
+using S = CKZString&;
+using namespace kztest;
 
-constexpr kztest::Forms kWide = kztest::kWideOnly;
-constexpr kztest::Forms kMbs = kztest::kMbsOnly;
-constexpr kztest::Forms kBoth = kztest::kBothForms;
+using Edit = void (*)(S);
 
-using Edit = void (*)(CKZString&);
-
-// A shared value is copied into a wide-only block of its own, and the shared
-// block gains the wide form for its other sharers; a sole owner is edited in
-// place and drops its multibyte form by that form's allocator (a buffer taken
-// over from the task allocator goes back there). Faults: an edit written
-// into a shared block, a sharer that loses a form, a sole owner copied or
-// reallocated, a stale multibyte form, the wrong allocator.
+// Faults: an edit written into a shared block, a sharer that loses a form, a
+// sole owner copied, a stale multibyte form dropped by the wrong allocator.
 TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
   struct Row {
     const char* name;
     Edit edit;
     const char16_t* expected;
   } rows[] = {
-      {"lower", [](CKZString& s) { s.MakeLowerCase(); }, u"hello world"},
-      {"upper", [](CKZString& s) { s.MakeUpperCase(); }, u"HELLO WORLD"},
-      {"truncate left", [](CKZString& s) { s.TruncateLeft(6); }, u"World"},
-      {"truncate right", [](CKZString& s) { s.TruncateRight(6); }, u"Hello"},
-      {"set at", [](CKZString& s) { EXPECT_TRUE(s.SetAt(0, 'J')); },
-       u"Jello World"},
+      {"lower", [](S s) { s.MakeLowerCase(); }, u"hello world"},
+      {"upper", [](S s) { s.MakeUpperCase(); }, u"HELLO WORLD"},
+      {"truncate left", [](S s) { s.TruncateLeft(6); }, u"World"},
+      {"truncate right", [](S s) { s.TruncateRight(6); }, u"Hello"},
+      {"set at", [](S s) { EXPECT_TRUE(s.SetAt(0, 'J')); }, u"Jello World"},
   };
   enum Owner { kWideOnly, kMallocMbs, kOleMbs };
   for (const Row& row : rows) {
@@ -56,12 +44,12 @@ TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
       SCOPED_TRACE(owner);
       CKZString s = Make("Hello World", owner == kWideOnly ? kWide : kBoth);
       if (owner == kOleMbs) {
-        s.Attach_OLE(kztest::OleMbs("Hello World"));
+        s.Attach_OLE(OleMbs("Hello World"));
         static_cast<void>(static_cast<const WCHAR*>(s));
       }
       const CKZStringBlock* block = A::Block(s);
       const WCHAR* buffer = A::WideBuffer(s);
-      kztest::AllocCounts counts;
+      AllocCounts counts;
       row.edit(s);
       EXPECT_EQ(block, A::Block(s));
       EXPECT_EQ(buffer, A::WideBuffer(s));
@@ -74,10 +62,9 @@ TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
   }
 }
 
-// Fault: the block made by unsharing copies the capacity of the shared block
-// instead of taking it from the capacity rule.
+// Fault: the unshared copy takes the shared block's capacity, not the rule's.
 TEST(StringUnshare, CopyTakesItsCapacityFromTheRule) {
-  ASSERT_TRUE(kztest::DefaultBlockSize());
+  ASSERT_TRUE(DefaultBlockSize());
   CKZString a(OLESTR("abc"));
   for (int i = 0; i < 70; ++i) a += OLESTR('x');
   ASSERT_EQ(128u, A::Capacity(a));
@@ -86,10 +73,8 @@ TEST(StringUnshare, CopyTakesItsCapacityFromTheRule) {
   EXPECT_EQ(64u + 73u, A::Capacity(b));
 }
 
-// Faults: a count of 0 that unshares, truncating everything to an empty
-// instead of a null string (or freeing a block a sharer holds), memory
-// given back, lengths that disagree afterwards (in a single-byte locale
-// MbsLength reads the field without converting).
+// Faults: a count of 0 that unshares, empty where null is due, memory given
+// back, lengths that disagree.
 TEST(StringTruncate, Table) {
   struct Row {
     const char* text;  // nullptr: null string
@@ -106,7 +91,7 @@ TEST(StringTruncate, Table) {
       {"abcd", false, 4, nullptr}, {"abcd", false, 0xFFFFFFFFu, nullptr},
   };
   for (const Row& row : rows) {
-    for (kztest::Forms forms : {kWide, kMbs, kBoth}) {
+    for (Forms forms : {kWide, kMbs, kBoth}) {
       const bool shared = forms == kBoth;  // with `sharer`
       SCOPED_TRACE(&row - rows);
       SCOPED_TRACE(forms);
@@ -131,7 +116,7 @@ TEST(StringTruncate, Table) {
         EXPECT_EQ(capacity, A::Capacity(s));
       }
       EXPECT_EQ(expected.size(), s.Length());
-      if (!kztest::MultibyteLocale() && row.count != 0) {
+      if (!MultibyteLocale() && row.count != 0) {
         EXPECT_EQ(expected.size(), s.MbsLength());
         EXPECT_FALSE(A::HasMbs(s));  // measured without converting
       }
@@ -140,11 +125,8 @@ TEST(StringTruncate, Table) {
   }
 }
 
-// A cut of the whole text shares the block, nothing gives null, a part is
-// a wide-only block of its own; a count is clamped at the end without
-// start + count wrapping around; the source keeps its text and forms (and
-// gains the wide one on its shared block). Faults: a copy where a share is
-// due or the reverse, empty where null is due, a wrapped count.
+// Faults: a copy where a share is due or the reverse, empty where null is due,
+// a wrapped start + count.
 TEST(StringCut, Table) {
   enum Outcome { kNull, kShares, kOwnBlock };
   enum Cut { kLeft, kRight, kSubString };
@@ -180,7 +162,7 @@ TEST(StringCut, Table) {
       {"SubString of null", nullptr, kSubString, 0, kAll, kNull, nullptr},
   };
   for (const CutRow& row : rows) {
-    for (kztest::Forms forms : {kWide, kMbs}) {
+    for (Forms forms : {kWide, kMbs}) {
       SCOPED_TRACE(std::string(row.name) + ", forms " + std::to_string(forms));
       const CKZString source = Make(row.text, forms);
       const CKZString part = row.cut == kLeft ? source.Left(row.count)
@@ -202,9 +184,8 @@ TEST(StringCut, Table) {
   }
 }
 
-// Faults: SetAt that accepts the terminator's place or a position past the
-// end, unshares although it refuses, or refuses a zero unit, which changes
-// no length (the multibyte form built afterwards ends at it).
+// Faults: SetAt at the terminator or past the end, unsharing although it
+// refuses, a zero unit refused.
 TEST(StringSetAt, Table) {
   struct Row {
     const char* text;
@@ -237,13 +218,10 @@ TEST(StringSetAt, Table) {
   }
 }
 
-// Case mapping, with the expected values of the Windows run-time (under
-// Wine) and of our POSIX layer, up to the first zero unit. Faults: mapping
-// beyond ASCII in the C locale or missing non-ASCII letters in the
-// multibyte one, a changed length, an empty value turned null, a stale
-// multibyte form, units mapped past a zero inside the text.
+// Expected values recorded under Wine. Faults: mapping beyond ASCII in the C
+// locale or not in the multibyte one, a stale form, units mapped past a zero.
 TEST(StringCase, Table) {
-  const bool mb = kztest::MultibyteLocale();
+  const bool mb = MultibyteLocale();
   struct Row {
     const char16_t* text;
     const char16_t* upper;  // in the C locale
@@ -278,34 +256,28 @@ TEST(StringCase, Table) {
   CKZString zero(OLESTR("abxcd"));
   ASSERT_TRUE(zero.SetAt(2, 0));
   zero.MakeUpperCase();
-  EXPECT_EQ(kztest::Units({'A', 'B', 0, 'c', 'd'}),
-            kztest::WString(A::WideBuffer(zero), 5));
+  EXPECT_EQ(Units({'A', 'B', 0, 'c', 'd'}), WString(A::WideBuffer(zero), 5));
 }
 
-// A multibyte-only text with zero bytes inside, in a single-byte locale, has
-// a length (its byte length) that the wide form built from it does not
-// reach; the zero bytes stay in the text as zero units. (A multibyte locale
-// measures the wide form itself.) Fault: an edit at a position measured by
-// the byte length that reads or writes past the wide form.
+// Zero bytes inside a multibyte text count in its length in a single-byte
+// locale. Fault: an edit measured by it past the wide form.
 TEST(StringZeroBytesInside, EditsStayInsideTheWideForm) {
-  if (kztest::MultibyteLocale()) GTEST_SKIP() << "single-byte locale only";
+  if (MultibyteLocale()) GTEST_SKIP() << "single-byte locale only";
   struct Row {
     const char* name;
     Edit edit;
     ULONG length;
     const char* units;  // the expected wide units, one char each
   } rows[] = {
-      {"truncate left", [](CKZString& s) { s.TruncateLeft(3); }, 2, "\0\0"},
-      {"truncate right", [](CKZString& s) { s.TruncateRight(1); }, 4, "ab\0\0"},
-      {"set at", [](CKZString& s) { EXPECT_TRUE(s.SetAt(4, 'x')); }, 5,
-       "ab\0\0x"},
-      {"upper", [](CKZString& s) { s.MakeUpperCase(); }, 5, "AB\0\0\0"},
-      {"insert", [](CKZString& s) { EXPECT_EQ(6u, s.Insert(4, OLESTR('y'))); },
-       6, "ab\0\0y\0"},
-      {"right", [](CKZString& s) { s = s.Right(2); }, 2, "\0\0"},
-      {"sub string", [](CKZString& s) { s = s.SubString(3); }, 2, "\0\0"},
-      {"sub string inside", [](CKZString& s) { s = s.SubString(1, 3); }, 3,
-       "b\0\0"},
+      {"truncate left", [](S s) { s.TruncateLeft(3); }, 2, "\0\0"},
+      {"truncate right", [](S s) { s.TruncateRight(1); }, 4, "ab\0\0"},
+      {"set at", [](S s) { EXPECT_TRUE(s.SetAt(4, 'x')); }, 5, "ab\0\0x"},
+      {"upper", [](S s) { s.MakeUpperCase(); }, 5, "AB\0\0\0"},
+      {"insert", [](S s) { EXPECT_EQ(6u, s.Insert(4, OLESTR('y'))); }, 6,
+       "ab\0\0y\0"},
+      {"right", [](S s) { s = s.Right(2); }, 2, "\0\0"},
+      {"sub string", [](S s) { s = s.SubString(3); }, 2, "\0\0"},
+      {"sub string inside", [](S s) { s = s.SubString(1, 3); }, 3, "b\0\0"},
   };
   for (const Row& row : rows) {
     for (bool shared : {false, true}) {
@@ -316,8 +288,8 @@ TEST(StringZeroBytesInside, EditsStayInsideTheWideForm) {
       if (shared) other = s;
       row.edit(s);
       ASSERT_EQ(row.length, s.Length());
-      EXPECT_EQ(kztest::Widen(std::string(row.units, row.length)),
-                kztest::WString(A::WideBuffer(s), row.length));
+      EXPECT_EQ(Widen(std::string(row.units, row.length)),
+                WString(A::WideBuffer(s), row.length));
       EXPECT_EQ(0, A::WideBuffer(s)[row.length]);
     }
   }

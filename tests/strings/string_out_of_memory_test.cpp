@@ -1,9 +1,6 @@
-// CKZString when memory runs out: every public operation, on values of every
-// kind of block, alone and shared, with each of its allocations failing in
-// turn. Faults caught: an abort, a crash or a leak on a failed allocation (the
-// asan preset), an edit that half happens or loses the old text, a sharer
-// that changes, a new value that is neither null nor the full result, a
-// conversion that is neither nullptr nor the text, a length that is wrong.
+// CKZString when memory runs out: every operation on every kind of block, alone
+// and shared, with each allocation failing in turn. Faults: a crash or leak
+// (asan), a half edit, a changed sharer, a result neither failed nor full.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -18,12 +15,12 @@
 namespace {
 
 using A = CKZStringTestAccess;
+using namespace kztest;
 using V = CKZString;
 
 const GUID kGuid = {0x12345678, 0x9abc, 0xdef0, {1, 2, 3, 4, 5, 6, 7, 8}};
 
-// What an operation gave, kept without allocating: the window counts every
-// operator new until it closes.
+// What an operation gave, kept without allocating.
 struct R {
   CKZString value;  // a new value
   long long number = 0;
@@ -40,8 +37,6 @@ struct R {
   }
 };
 
-// The operands that the operations take besides the value, made afresh for
-// each run outside the window.
 struct O {
   CKZString wide, mbs;
   HMODULE module = nullptr;
@@ -54,15 +49,14 @@ std::string Hex(const void* data, std::size_t bytes) {
   return out;
 }
 std::string Text(const WCHAR* text) {
-  return text == nullptr ? "nullptr"
-                         : Hex(text, kztest::WideLen(text) * sizeof(WCHAR));
+  return text == nullptr ? "nullptr" : Hex(text, WideLen(text) * sizeof(WCHAR));
 }
 std::string Text(const char* text) {
   return text == nullptr ? "nullptr" : Hex(text, std::strlen(text));
 }
 
-// A value as its texts and lengths; reading them builds both forms, so this
-// comes after every check of the forms.
+// Reading the texts builds both forms, so this comes after every check of the
+// forms.
 std::string Describe(const CKZString& s) {
   if (A::IsNull(s)) return "null";
   return "wide " + Text(static_cast<const WCHAR*>(s)) + " mbs " +
@@ -70,7 +64,6 @@ std::string Describe(const CKZString& s) {
          std::to_string(s.Length()) + "/" + std::to_string(s.MbsLength());
 }
 
-// Describes the result and frees what the caller owns.
 std::string Describe(R& r) {
   std::string out = "value " + Describe(r.value) + " number " +
                     std::to_string(r.number) + " wide " + Text(r.wide) +
@@ -85,8 +78,6 @@ std::string Describe(R& r) {
   return out;
 }
 
-// A value's block as it stands: pointer, count, capacity, and each form's
-// buffer, length and text ("" where the form is missing).
 struct Snapshot {
   const CKZStringBlock* block = nullptr;
   std::uint32_t refCount = 0, capacity = 0;
@@ -110,11 +101,8 @@ Snapshot Take(const CKZString& s) {
   return snap;
 }
 
-// The value is as the snapshot saw it: the same block, count and capacity,
-// and every form it had still there, unmoved, with its length and text. A
-// form may have been added, as a read adds one. The count may also be
-// `otherCount`: a sharer's, lower by the value that left it; or higher by a
-// new value that shares the block.
+// The same block, count and capacity, and every form it had unmoved and
+// unchanged; the count may also be `otherCount`.
 ::testing::AssertionResult AsBefore(const Snapshot& before, const CKZString& s,
                                     std::uint32_t otherCount) {
   const Snapshot now = Take(s);
@@ -131,19 +119,17 @@ Snapshot Take(const CKZString& s) {
   return ::testing::AssertionSuccess();
 }
 
-// The values the operations start from: every kind of block.
 CKZString MbsSample() {
-  return CKZString(
-      (std::string("Mixed ") + kztest::Sample().bytes + " text").c_str());
+  return CKZString((std::string("Mixed ") + Sample().bytes + " text").c_str());
 }
 CKZString BothForms() {
   CKZString s = MbsSample();
   static_cast<void>(static_cast<const WCHAR*>(s));
   return s;
 }
-CKZString Attached(kztest::AttachOp op) {
+CKZString Attached(AttachOp op) {
   CKZString s;
-  kztest::AttachNew(s, op, "Taken over");
+  AttachNew(s, op, "Taken over");
   return s;
 }
 const struct Fixture {
@@ -153,16 +139,14 @@ const struct Fixture {
     {"wide", [] { return V(OLESTR("Hello, wide text")); }},
     {"multibyte", MbsSample},
     {"both forms", BothForms},
-    {"taken-over CRT wide",
-     [] { return Attached(kztest::AttachOp::kCrtWide); }},
-    {"taken-over OLE mbs", [] { return Attached(kztest::AttachOp::kOleMbs); }},
-    {"taken-over BSTR", [] { return Attached(kztest::AttachOp::kBstr); }},
+    {"taken-over CRT wide", [] { return Attached(AttachOp::kCrtWide); }},
+    {"taken-over OLE mbs", [] { return Attached(AttachOp::kOleMbs); }},
+    {"taken-over BSTR", [] { return Attached(AttachOp::kBstr); }},
     {"GUID text", [] { return V("{12345678-9ABC-DEF0-0102-030405060708}"); }},
     {"empty", [] { return V(""); }},
     {"null", [] { return V(); }},
 };
 
-// What the failure of an operation must leave.
 enum class Kind {
   kEdit,        // this value and its sharer as they were
   kReplace,     // this value null (Compose, LoadStringW drop it first)
@@ -189,11 +173,11 @@ const Operation kOperations[] = {
     {"= multibyte text", Kind::kEdit, [](V& s, O&, R&) { s = "assigned"; }},
     {"= GUID", Kind::kEdit, [](V& s, O&, R&) { s = kGuid; }},
     {"Attach_CRT wide", Kind::kEdit,
-     [](V& s, O&, R&) { s.Attach_CRT(kztest::MallocWide(OLESTR("ab"))); }},
+     [](V& s, O&, R&) { s.Attach_CRT(MallocWide(OLESTR("ab"))); }},
     {"Attach_OLE multibyte", Kind::kEdit,
-     [](V& s, O&, R&) { s.Attach_OLE(kztest::OleMbs("attached")); }},
+     [](V& s, O&, R&) { s.Attach_OLE(OleMbs("attached")); }},
     {"Attach_BSTR", Kind::kEdit,
-     [](V& s, O&, R&) { s.Attach_BSTR(kztest::Bstr(OLESTR("attached"))); }},
+     [](V& s, O&, R&) { s.Attach_BSTR(Bstr(OLESTR("attached"))); }},
     {"MakeLowerCase", Kind::kEdit, [](V& s, O&, R&) { s.MakeLowerCase(); }},
     {"MakeUpperCase", Kind::kEdit, [](V& s, O&, R&) { s.MakeUpperCase(); }},
     {"TruncateLeft", Kind::kEdit, [](V& s, O&, R&) { s.TruncateLeft(2); }},
@@ -222,9 +206,7 @@ const Operation kOperations[] = {
     {"Compose wide", Kind::kReplace,
      [](V& s, O&, R&) { s.Compose(OLESTR("%s-%d"), OLESTR("composed"), 5); }},
     {"LoadStringW", Kind::kReplace,
-     [](V& s, O& o, R& r) {
-       r.number = s.LoadStringW(o.module, kztest::kIdText259);
-     },
+     [](V& s, O& o, R& r) { r.number = s.LoadStringW(o.module, kIdText259); },
      0},
     {"constructor, wide", Kind::kNew,
      [](V&, O&, R& r) { r.value = V(OLESTR("new")); }},
@@ -278,17 +260,15 @@ const Operation kOperations[] = {
      [](V& s, O&, R& r) { r.number = s.ReverseFind(OLESTR('e')); }, -1},
 };
 
-// Runs one operation on one fixture with each allocation failing in turn;
-// gives the number of allocations it made.
 unsigned RunWithFailures(const Fixture& fixture, bool shared,
                          const Operation& op, HMODULE module) {
   std::string success;
-  return kztest::ForEachFailingAllocation([&](unsigned n) {
+  return ForEachFailingAllocation([&](unsigned n) {
     CKZString s, sharer;
     O operands;
     Snapshot before, sharerBefore;
     {
-      kztest::NoInjectedFailures setup;
+      NoInjectedFailures setup;
       s = fixture.make();
       if (shared) sharer = s;
       operands.wide = OLESTR(" and more");
@@ -299,7 +279,7 @@ unsigned RunWithFailures(const Fixture& fixture, bool shared,
     }
     R result;
     op.run(s, operands, result);
-    const bool fired = kztest::InjectedFailureFired();
+    const bool fired = InjectedFailureFired();
 
     // Another value that shares the block never changes. Its count goes down
     // by the value that leaves it, or up by a new value that shares it.
@@ -348,7 +328,7 @@ unsigned RunWithFailures(const Fixture& fixture, bool shared,
 }
 
 TEST(StringOutOfMemory, EveryOperationWithEachAllocationFailing) {
-  const HMODULE module = LoadLibraryW(kztest::TestCatalogName());
+  const HMODULE module = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, module);
   for (const Operation& op : kOperations) {
     unsigned most = 0;
@@ -362,7 +342,7 @@ TEST(StringOutOfMemory, EveryOperationWithEachAllocationFailing) {
     }
     // Every operation allocates on some fixture: a hook left out would
     // leave its paths untried.
-    if (op.kind == Kind::kLength && !kztest::MultibyteLocale()) {
+    if (op.kind == Kind::kLength && !MultibyteLocale()) {
       EXPECT_EQ(0u, most) << op.name;
     } else {
       EXPECT_GT(most, 0u) << op.name;

@@ -1,5 +1,4 @@
-// CKZString lifetime and access: the block (capacity rule, initial size,
-// forms and lengths, allocators), null versus empty, sharing, conversions.
+// CKZString lifetime and access: the block, null and empty, sharing.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,13 +12,9 @@
 namespace {
 
 using A = CKZStringTestAccess;
-using kztest::AttachOp;
-using kztest::M;
-using kztest::W;
-using kztest::Widen;
-using kztest::WString;
+using namespace kztest;
 
-// The texts that AllocBSTR and GetBufferCopy hand out, each copy freed.
+// The texts AllocBSTR and GetBufferCopy hand out, each copy freed.
 struct Copies {
   std::u16string bstr;
   UINT bstrLength;
@@ -41,61 +36,44 @@ Copies CopiesOf(CKZString& s) {
   return copies;
 }
 
-// Every way of making a string lands on null, on an empty block or on its
-// text, and each reading answers accordingly: the copies hold the text up to
-// its first zero, from the wide form (built if missing) or with all the
-// bytes of the multibyte form. The old text is let go while a sharer keeps
-// it. Faults: null and empty mixed up, a count of 0 taken as "whole text",
-// an Attach that keeps the old text on a null one, a stale output pointer, a
-// copy sized by the length field past a zero, a BSTR made from the bytes, a
-// multibyte copy sized by Length().
+// Faults: null and empty mixed up, count 0 taken as the whole text, a stale
+// output pointer, a copy sized past a zero, a BSTR made from the bytes.
 TEST(StringNullEmpty, EveryWayOfMakingAString) {
   using C = const char*;
+  using S = CKZString&;
+  using V = CKZString;
   using CW = const WCHAR*;
   struct Row {
     const char* name;
     void (*make)(CKZString& s);  // s holds a wide text before
     const char* text;            // nullptr: a null string
   } rows[] = {
-      {"default", [](CKZString& s) { s = CKZString(); }, nullptr},
-      {"null text", [](CKZString& s) { s = CKZString(C()); }, nullptr},
-      {"null wide text", [](CKZString& s) { s = CKZString(CW()); }, nullptr},
-      {"null, count 5", [](CKZString& s) { s = CKZString(C(), 5); }, nullptr},
-      {"null wide, count 5", [](CKZString& s) { s = CKZString(CW(), 5); },
-       nullptr},
-      {"null text assigned", [](CKZString& s) { s = C(); }, nullptr},
+      {"default", [](S s) { s = V(); }, nullptr},
+      {"null text", [](S s) { s = V(C()); }, nullptr},
+      {"null wide text", [](S s) { s = V(CW()); }, nullptr},
+      {"null, count 5", [](S s) { s = V(C(), 5); }, nullptr},
+      {"null wide, count 5", [](S s) { s = V(CW(), 5); }, nullptr},
+      {"null text assigned", [](S s) { s = C(); }, nullptr},
       {"null wide text assigned over multibyte",
-       [](CKZString& s) {
-         s = "old";
-         s = CW();
-       },
-       nullptr},
-      {"Attach_CRT null", [](CKZString& s) { s.Attach_CRT(C()); }, nullptr},
-      {"Attach_OLE null wide", [](CKZString& s) { s.Attach_OLE(CW()); },
-       nullptr},
-      {"Attach_BSTR null", [](CKZString& s) { s.Attach_BSTR(nullptr); },
-       nullptr},
-      {"Empty", [](CKZString& s) { s.Empty(); }, nullptr},
-      {"empty text", [](CKZString& s) { s = CKZString(""); }, ""},
-      {"empty wide text", [](CKZString& s) { s = CKZString(OLESTR("")); }, ""},
-      {"count 0", [](CKZString& s) { s = CKZString("abc", 0); }, ""},
-      {"wide, count 0", [](CKZString& s) { s = CKZString(OLESTR("ab"), 0); },
+       [](S s) { s = V("old") = CW(); }, nullptr},
+      {"Attach_CRT null", [](S s) { s.Attach_CRT(C()); }, nullptr},
+      {"Attach_OLE null wide", [](S s) { s.Attach_OLE(CW()); }, nullptr},
+      {"Attach_BSTR null", [](S s) { s.Attach_BSTR(nullptr); }, nullptr},
+      {"Empty", [](S s) { s.Empty(); }, nullptr},
+      {"empty text", [](S s) { s = V(""); }, ""},
+      {"empty wide text", [](S s) { s = V(OLESTR("")); }, ""},
+      {"count 0", [](S s) { s = V("abc", 0); }, ""},
+      {"wide, count 0", [](S s) { s = V(OLESTR("ab"), 0); }, ""},
+      {"empty text assigned", [](S s) { s = ""; }, ""},
+      {"empty wide text assigned", [](S s) { s = OLESTR(""); }, ""},
+      {"Attach_CRT empty", [](S s) { s.Attach_CRT(MallocMbs("")); }, ""},
+      {"Attach_OLE empty wide", [](S s) { s.Attach_OLE(OleWide(OLESTR(""))); },
        ""},
-      {"empty text assigned", [](CKZString& s) { s = ""; }, ""},
-      {"empty wide text assigned", [](CKZString& s) { s = OLESTR(""); }, ""},
-      {"Attach_CRT empty",
-       [](CKZString& s) { s.Attach_CRT(kztest::MallocMbs("")); }, ""},
-      {"Attach_OLE empty wide",
-       [](CKZString& s) { s.Attach_OLE(kztest::OleWide(OLESTR(""))); }, ""},
-      {"Attach_BSTR empty",
-       [](CKZString& s) { s.Attach_BSTR(kztest::Bstr(OLESTR(""))); }, ""},
-      {"wide text", [](CKZString& s) { s = CKZString(OLESTR("text")); },
-       "text"},
-      {"multibyte text", [](CKZString& s) { s = CKZString("text"); }, "text"},
-      {"wide, zero inside",
-       [](CKZString& s) { s = CKZString(OLESTR("ab"), 5); }, "ab"},
-      {"multibyte, zero inside", [](CKZString& s) { s = CKZString("ab", 5); },
-       "ab"},
+      {"Attach_BSTR empty", [](S s) { s.Attach_BSTR(Bstr(OLESTR(""))); }, ""},
+      {"wide text", [](S s) { s = V(OLESTR("text")); }, "text"},
+      {"multibyte text", [](S s) { s = V("text"); }, "text"},
+      {"wide, zero inside", [](S s) { s = V(OLESTR("ab"), 5); }, "ab"},
+      {"multibyte, zero inside", [](S s) { s = V("ab", 5); }, "ab"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -125,8 +103,8 @@ TEST(StringNullEmpty, EveryWayOfMakingAString) {
   }
   // Text beyond ASCII: each form's own copies, and in the multibyte locale
   // the other form's too; GetBufferCopy with a null argument does nothing.
-  const kztest::MultibyteSample sample = kztest::Sample();
-  const bool multibyte = kztest::MultibyteLocale();
+  const MultibyteSample sample = Sample();
+  const bool multibyte = MultibyteLocale();
   CKZString wideSample(sample.wide), mbsSample(sample.bytes);
   const Copies fromWide = CopiesOf(wideSample);
   EXPECT_EQ(W(sample.wide), fromWide.bstr);
@@ -142,14 +120,11 @@ TEST(StringNullEmpty, EveryWayOfMakingAString) {
   CKZString text("text");
   text.GetBufferCopy(static_cast<WCHAR**>(nullptr));
   text.GetBufferCopy(static_cast<char**>(nullptr));
-  EXPECT_EQ(kztest::kMbsOnly, kztest::FormsOf(text));
+  EXPECT_EQ(kMbs, FormsOf(text));
 }
 
-// Assigning a string to itself or to a sharer, or the pointer that a
-// conversion of its own block gave (also one the conversion built), changes
-// nothing: same block, same count, same pointer, nothing freed. Faults: an
-// Assign that releases before it acquires, a sharer counted twice, a text
-// copied from the block just released (AddressSanitizer reports it).
+// Faults: an Assign that releases before it acquires, a sharer counted twice,
+// text copied from a released block (asan).
 TEST(StringSharing, AssigningWhatItHoldsIsNoChange) {
   for (bool shared : {false, true}) {
     for (bool fromWide : {false, true}) {
@@ -159,7 +134,7 @@ TEST(StringSharing, AssigningWhatItHoldsIsNoChange) {
       CKZString other;
       if (shared) other = s;
       const CKZStringBlock* block = A::Block(s);
-      kztest::AllocCounts counts;
+      AllocCounts counts;
       CKZString& alias = s;
       s = alias;
       if (shared) {
@@ -180,14 +155,10 @@ TEST(StringSharing, AssigningWhatItHoldsIsNoChange) {
   }
 }
 
-// A copy shares the block. Dropping one sharer (Empty, a new text, the end
-// of its scope) leaves the other's block, text and pointers alone and frees
-// nothing; assigning another string frees the old block if it was the last
-// sharer; the last sharer frees every buffer once, a taken-over one by its
-// allocator. Faults: a copy of the text, a shared block freed, a pointer
-// invalidated by another value's assignment, a leak.
+// Faults: a copy instead of a share, a shared block freed, a pointer
+// invalidated by another value, a leak.
 TEST(StringSharing, SharersLetGoOneByOne) {
-  kztest::AllocCounts counts;
+  AllocCounts counts;
   {
     CKZString a(OLESTR("shared"));
     const char* mbs = a;  // both forms: two buffers to free at the end
@@ -213,7 +184,7 @@ TEST(StringSharing, SharersLetGoOneByOne) {
     EXPECT_EQ(2u, A::RefCount(a));
 
     CKZString attached;
-    attached.Attach_OLE(kztest::OleWide(OLESTR("attached")));
+    attached.Attach_OLE(OleWide(OLESTR("attached")));
     const CKZString copy = attached;
     attached.Empty();
     EXPECT_EQ(0u, counts.Ole());
@@ -223,12 +194,8 @@ TEST(StringSharing, SharersLetGoOneByOne) {
   EXPECT_EQ(1u, counts.Ole());
 }
 
-// A GUID assigned or constructed is its 38-unit text (the platform's, see
-// tests/platform/guid_test.cpp) in a wide-only block and converts back;
-// reading a GUID parses the wide form, built from multibyte text if missing,
-// and text that doesn't parse gives GUID_NULL. Faults: a multibyte form made
-// for nothing, a parse of the multibyte form, a partly parsed GUID handed
-// back.
+// Faults: a multibyte form made for nothing, a parse of the multibyte form, a
+// partly parsed GUID.
 TEST(StringGuid, ToTextAndBack) {
   const GUID guid = {0x12345678,
                      0x9ABC,
@@ -238,11 +205,11 @@ TEST(StringGuid, ToTextAndBack) {
   assigned = guid;
   CKZString constructed(guid);
   for (CKZString* s : {&assigned, &constructed}) {
-    EXPECT_EQ(kztest::kWideOnly, kztest::FormsOf(*s));
+    EXPECT_EQ(kWide, FormsOf(*s));
     EXPECT_EQ(u"{12345678-9ABC-DEF0-0123-456789ABCDEF}", W(A::WideBuffer(*s)));
     EXPECT_EQ(38u, A::WideLength(*s));
     EXPECT_TRUE(static_cast<GUID>(*s) == guid);
-    EXPECT_EQ(kztest::kWideOnly, kztest::FormsOf(*s));
+    EXPECT_EQ(kWide, FormsOf(*s));
   }
   CKZString lower("{12345678-9abc-def0-0123-456789ABCDEF}");
   EXPECT_TRUE(static_cast<GUID>(lower) == guid);
@@ -251,13 +218,11 @@ TEST(StringGuid, ToTextAndBack) {
   EXPECT_TRUE(static_cast<GUID>(bad) == GUID_NULL);
 }
 
-// KZ_INITIAL_STRING_BLOCK_SIZE is read once per process: CTest runs this
-// once per value, with the size R it must give. Faults: a misread value
-// (sign, trailing letters, overflow), the rule L < R ? R : R + L wrong at
-// L == R, a block of capacity 0 without room for a terminator.
+// Faults: KZ_INITIAL_STRING_BLOCK_SIZE misread, the rule L < R ? R : R + L
+// wrong at L == R, no room for a terminator.
 TEST(PerProcessBlockSize, InitialCapacity) {
   std::uint32_t r = 0;
-  ASSERT_TRUE(kztest::ExpectedBlockSize(&r));
+  ASSERT_TRUE(ExpectedBlockSize(&r));
   CKZString emptyWide(OLESTR(""));
   CKZString emptyMbs("");
   EXPECT_EQ(r, A::Capacity(emptyWide));
@@ -274,13 +239,10 @@ TEST(PerProcessBlockSize, InitialCapacity) {
   }
 }
 
-// Each constructor sets the length field of its form, and the other one too
-// in a single-byte locale (0 in a multibyte one); building the other form
-// sets only its own, up to the first zero. A count copies up to it, pads
-// with zeros and sizes the block. Faults: a field left unset, no padding, a
-// conversion past a zero, a block sized by the text instead of the count.
+// Faults: a length field left unset, no padding to the count, a conversion past
+// a zero, a block sized by the text.
 TEST(StringBlock, ConstructorsSetLengthsAndCapacity) {
-  ASSERT_TRUE(kztest::DefaultBlockSize());
+  ASSERT_TRUE(DefaultBlockSize());
   const ULONG kWhole = 0xFFFFFFFFu;
   const std::string longText(100, 'x');
   struct Row {
@@ -312,7 +274,7 @@ TEST(StringBlock, ConstructorsSetLengthsAndCapacity) {
       auto other = [&] { return wide ? A::MbsLength(s) : A::WideLength(s); };
       EXPECT_EQ(row.capacity, A::Capacity(s));
       EXPECT_EQ(row.given, given());
-      EXPECT_EQ(kztest::MultibyteLocale() ? 0 : row.given, other());
+      EXPECT_EQ(MultibyteLocale() ? 0 : row.given, other());
       for (std::uint32_t i = 0; i <= row.given; ++i) {  // text, zeros, end
         EXPECT_EQ(i < copied ? static_cast<unsigned char>(row.text[i]) : 0u,
                   wide ? A::WideBuffer(s)[i]
@@ -328,13 +290,8 @@ TEST(StringBlock, ConstructorsSetLengthsAndCapacity) {
   }
 }
 
-// Text the locale cannot convert (a byte that starts no valid sequence, a
-// cut sequence, a lone surrogate, a unit above 0xFF in the C locale) still
-// gives a terminated form of matching length, within the room the block
-// made; the C locale maps each byte to the unit of its value and back (on
-// Windows too, where the C library refuses bytes from 0x80 up). Faults: a
-// conversion result of -1 taken as a length, no terminator, an empty form,
-// a byte lost in the C locale.
+// Faults: a conversion result of -1 taken as a length, no terminator, an empty
+// form, a byte lost in the C locale.
 TEST(StringBlock, EveryTextConvertsToATerminatedFormOfMatchingLength) {
   struct Row {
     const char* bytes;  // multibyte source, or
@@ -344,20 +301,19 @@ TEST(StringBlock, EveryTextConvertsToATerminatedFormOfMatchingLength) {
       {"\xe6\x97", {}},
       {"\xc0\xaf", {}},
       {"\x80\x93\xe6\xfa\xff", {}},
-      {nullptr, kztest::Units({0xD800, 'a'})},
-      {nullptr, kztest::Units({'a', 0xDBFF})},
-      {nullptr, kztest::Units({0x100, 'b', 0x20AC})},
-      {nullptr,
-       kztest::Units({0x80, 0x93, 0xE6, 0xFA, 0xFF, 0xA0, 0xC9, 0xE9})},
+      {nullptr, Units({0xD800, 'a'})},
+      {nullptr, Units({'a', 0xDBFF})},
+      {nullptr, Units({0x100, 'b', 0x20AC})},
+      {nullptr, Units({0x80, 0x93, 0xE6, 0xFA, 0xFF, 0xA0, 0xC9, 0xE9})},
   };
-  const bool singleByte = !kztest::MultibyteLocale();
+  const bool singleByte = !MultibyteLocale();
   for (const Row& row : rows) {
     if (row.bytes != nullptr) {
       SCOPED_TRACE(row.bytes);
       CKZString s(row.bytes);
       const WCHAR* wide = s;
       ASSERT_NE(nullptr, wide);
-      EXPECT_EQ(kztest::WideLen(wide), s.Length());
+      EXPECT_EQ(WideLen(wide), s.Length());
       EXPECT_NE(0u, A::WideLength(s));
       EXPECT_LE(A::WideLength(s), A::MbsLength(s));
       for (std::size_t i = 0; singleByte && row.bytes[i] != 0; ++i) {
@@ -381,13 +337,11 @@ TEST(StringBlock, EveryTextConvertsToATerminatedFormOfMatchingLength) {
   }
 }
 
-// Length, MbsLength and IsEmpty build the missing form in a multibyte
-// locale only, in the shared block, once; in a single-byte locale they read
-// the field. Faults: a conversion in the single-byte locale, bytes counted
-// as units, a form built into a private copy or rebuilt on every read.
+// Faults: a conversion in the single-byte locale, bytes counted as units, a
+// form built into a copy or rebuilt per read.
 TEST(StringBlock, LengthQueriesBuildFormsOnlyInTheMultibyteLocale) {
-  const kztest::MultibyteSample sample = kztest::Sample();
-  const bool multibyte = kztest::MultibyteLocale();
+  const MultibyteSample sample = Sample();
+  const bool multibyte = MultibyteLocale();
   enum Builds { kNothing, kWide, kMbs };
   struct Row {
     const char* name;
@@ -435,13 +389,10 @@ TEST(StringBlock, LengthQueriesBuildFormsOnlyInTheMultibyteLocale) {
   }
 }
 
-// In a multibyte locale the field of a dropped form means nothing, and the
-// multibyte form may need more than the capacity: N units can take N x
-// MB_CUR_MAX bytes, also in a taken-over buffer of capacity N (AddressSanitizer
-// shows an overflow). Faults: a length read from the field of a dropped form,
-// a multibyte buffer of capacity + 1 bytes.
+// Faults: a length read from a dropped form's field, a multibyte buffer of
+// capacity + 1 bytes (asan).
 TEST(StringBlock, MultibyteLocaleLengthsAndRoom) {
-  if (!kztest::MultibyteLocale()) GTEST_SKIP() << "multibyte locale only";
+  if (!MultibyteLocale()) GTEST_SKIP() << "multibyte locale only";
   CKZString mbs("ab", 5);
   EXPECT_EQ(u"ab", W(mbs));
   std::free(A::TakeMbs(mbs));
@@ -451,46 +402,39 @@ TEST(StringBlock, MultibyteLocaleLengthsAndRoom) {
   std::free(A::TakeWide(wide));
   EXPECT_EQ(2u, wide.Length());
 
-  const kztest::MultibyteSample sample = kztest::Sample();
+  const MultibyteSample sample = Sample();
   for (AttachOp op :
        {AttachOp::kCrtWide, AttachOp::kOleWide, AttachOp::kBstr}) {
     SCOPED_TRACE(static_cast<int>(op));
     CKZString s;
-    kztest::AttachNew(s, op, "", sample.wide);
+    AttachNew(s, op, "", sample.wide);
     EXPECT_EQ(3u, A::Capacity(s));
     EXPECT_EQ(std::string(sample.bytes), M(s));
     EXPECT_EQ(sample.byteLength, A::MbsLength(s));
   }
 }
 
-// Each Attach takes the caller's buffer as it is, measured up to its first
-// zero (a BSTR too, not by its length prefix), and records its allocator; a
-// form built beside it is malloc's, and so is the taken-over form once
-// dropped (as unsharing drops a form) and built again. At the end each
-// buffer goes back to its allocator. Faults: a swapped kind (an OLE buffer
-// given to free, a BSTR to CoTaskMemFree), a copy, spare room assumed, a
-// length read from the BSTR prefix, a rebuilt form that keeps the old kind.
+// Faults: a swapped allocator kind, a copy, spare room assumed, a length from
+// the BSTR prefix, a rebuilt form that keeps the old kind.
 TEST(StringBlock, AttachRecordsTheAllocatorOfEachBuffer) {
   const int kCrt = CKZStringBlock::AllocCRT, kOle = CKZStringBlock::AllocOLE,
             kBstr = CKZStringBlock::AllocBSTR;
   const int kinds[] = {kCrt, kCrt, kOle, kOle, kBstr};  // as kAttachOps
-  const bool multibyte = kztest::MultibyteLocale();
-  for (AttachOp op : kztest::kAttachOps) {
+  const bool multibyte = MultibyteLocale();
+  for (AttachOp op : kAttachOps) {
     for (bool rebuild : {false, true}) {
       SCOPED_TRACE(std::to_string(static_cast<int>(op)) +
                    (rebuild ? ", rebuilt" : ""));
-      const bool wide = kztest::AttachesWide(op);
+      const bool wide = AttachesWide(op);
       const int kind = kinds[static_cast<int>(op)];
-      kztest::AllocCounts counts;
+      AllocCounts counts;
       {
         CKZString s;
-        const void* buffer =
-            kztest::AttachNew(s, op, std::string("abcd\0ef", 7));
+        const void* buffer = AttachNew(s, op, std::string("abcd\0ef", 7));
         EXPECT_EQ(4u, A::Capacity(s));
         EXPECT_EQ(buffer, wide ? static_cast<const void*>(A::WideBuffer(s))
                                : static_cast<const void*>(A::MbsBuffer(s)));
-        EXPECT_EQ(wide ? kztest::kWideOnly : kztest::kMbsOnly,
-                  kztest::FormsOf(s));
+        EXPECT_EQ(wide ? kWide : kMbs, FormsOf(s));
         EXPECT_EQ(4u, wide ? A::WideLength(s) : A::MbsLength(s));
         EXPECT_EQ(multibyte ? 0u : 4u,
                   wide ? A::MbsLength(s) : A::WideLength(s));

@@ -1,6 +1,5 @@
-// Helpers for the string tests: wide text from ASCII or units, values made
-// with a chosen set of forms, buffers made by each allocator that the Attach
-// operations take over, and counts of buffer grows and frees by kind.
+// Helpers for the string tests: texts, values in chosen forms, buffers for the
+// Attach operations, counts of grows and frees.
 #ifndef KZCOMMON_TESTS_STRINGS_STRING_TEST_UTIL_H_
 #define KZCOMMON_TESTS_STRINGS_STRING_TEST_UTIL_H_
 
@@ -24,58 +23,49 @@ inline std::size_t WideLen(const WCHAR* text) {
   return n;
 }
 
-// ASCII text (zeros included) as wide text.
 inline WString Widen(const std::string& text) {
   return WString(text.begin(), text.end());
 }
 
-// Wide text from its units, zeros and surrogates included.
+// ASCII text, zeros included, as wide text.
+inline std::u16string U(const std::string& ascii) {
+  return std::u16string(ascii.begin(), ascii.end());
+}
+
 inline WString Units(std::initializer_list<unsigned> units) {
   WString out;
   for (unsigned u : units) out.push_back(static_cast<WCHAR>(u));
   return out;
 }
 
-// Wide text from ASCII for the wide overloads; null stays null.
-class WideOrNull {
- public:
+// Wide text from ASCII; null stays null.
+struct WideOrNull {
   explicit WideOrNull(const char* ascii)
-      : null_(ascii == nullptr), text_(Widen(null_ ? "" : ascii)) {}
-  const WCHAR* get() const { return null_ ? nullptr : text_.c_str(); }
-
- private:
-  bool null_;
-  WString text_;
+      : null(ascii == nullptr), text(Widen(null ? "" : ascii)) {}
+  const WCHAR* get() const { return null ? nullptr : text.c_str(); }
+  bool null;
+  WString text;
 };
 
-// Bit set: which forms a block holds.
-enum Forms : int { kNoForm = 0, kWideOnly = 1, kMbsOnly = 2, kBothForms = 3 };
+enum Forms : int { kNoForm = 0, kWide = 1, kMbs = 2, kBoth = 3 };
 
 inline int FormsOf(const CKZString& s) {
-  return (CKZStringTestAccess::HasWide(s) ? kWideOnly : 0) |
-         (CKZStringTestAccess::HasMbs(s) ? kMbsOnly : 0);
+  return (CKZStringTestAccess::HasWide(s) ? kWide : 0) |
+         (CKZStringTestAccess::HasMbs(s) ? kMbs : 0);
 }
 
-// A value holding one text, given in both spellings, in exactly the forms
-// asked for. Both forms start from the wide one, so that a wide text with no
-// multibyte spelling gets the one the conversion gives it.
+// A value in exactly the forms asked for; both forms start from the wide one.
 inline CKZString Make(const char* bytes, const WCHAR* wide, Forms forms) {
-  CKZString s;
-  if (forms == kMbsOnly) {
-    s = bytes;
-  } else {
-    s = wide;
-  }
-  if (forms == kBothForms) static_cast<void>(static_cast<const char*>(s));
+  CKZString s = forms == kMbs ? CKZString(bytes) : CKZString(wide);
+  if (forms == kBoth) static_cast<void>(static_cast<const char*>(s));
   return s;
 }
-// The same for ASCII text; null for nullptr.
 inline CKZString Make(const char* ascii, Forms forms) {
   if (ascii == nullptr) return CKZString();
   return Make(ascii, Widen(ascii).c_str(), forms);
 }
 
-// `units` units of `text` and a terminator, by malloc or the task allocator.
+// `units` units and a terminator, by malloc or the task allocator.
 template <typename Unit>
 Unit* CopyOf(const Unit* text, std::size_t units, bool ole) {
   const std::size_t bytes = (units + 1) * sizeof(Unit);
@@ -99,7 +89,6 @@ inline BSTR Bstr(const WCHAR* text) {
   return SysAllocString(reinterpret_cast<const OLECHAR*>(text));
 }
 
-// The five ways of taking a buffer over, each with the allocator it names.
 enum class AttachOp { kCrtMbs, kCrtWide, kOleMbs, kOleWide, kBstr };
 const AttachOp kAttachOps[] = {AttachOp::kCrtMbs, AttachOp::kCrtWide,
                                AttachOp::kOleMbs, AttachOp::kOleWide,
@@ -110,9 +99,8 @@ inline bool AttachesWide(AttachOp op) {
          op == AttachOp::kBstr;
 }
 
-// Allocates `text` (zeros inside kept), or for the wide operations `wide`
-// (by default `text` widened), by the operation's allocator and hands it to
-// `s`; returns the buffer's address.
+// Hands `s` a copy of `text` (or `wideText`) by the operation's allocator;
+// gives the buffer's address.
 inline const void* AttachNew(CKZString& s, AttachOp op, const std::string& text,
                              const WCHAR* wideText = nullptr) {
   const bool ole = op == AttachOp::kOleMbs || op == AttachOp::kOleWide;
@@ -133,7 +121,7 @@ inline const void* AttachNew(CKZString& s, AttachOp op, const std::string& text,
   return p;
 }
 
-// Grows and frees of buffers by allocator kind since construction.
+// Grows and frees by allocator kind since construction.
 class AllocCounts {
  public:
   AllocCounts() : start_(KZGetAllocCounters()) {}

@@ -1,9 +1,6 @@
-// The unit scans behind CKZString's search, comparison, copies and
-// conversions, in every flavour that the build has, at every length from 0
-// to 70 units and every position: that covers the eight-unit vectors, the
-// rounds of 32 units and the partial last rounds of each. Every range is an
-// allocation of exactly its size, so a load past either end is a heap
-// over-read, which the sanitizer build reports even where it couldn't fault.
+// The unit scans in every flavour the build has, at every length from 0 to 70
+// and every position. Each range is an exact allocation, so a load past it is a
+// heap over-read that asan reports.
 #include "strings/internal/wide_scan.h"
 
 #include <gtest/gtest.h>
@@ -45,13 +42,11 @@ const Flavour kFlavours[] = {
 
 constexpr std::size_t kMaxLength = 70;
 
-// The background unit holds 'x' in its high byte, so a scan that compared
-// bytes instead of units would find 'x' in it.
+// A high byte of 'x', so a scan by bytes would find 'x'.
 constexpr WCHAR kFill = 0x7800;
 // Units searched for: an ASCII letter and the largest unit.
 const WCHAR kTargets[] = {static_cast<WCHAR>('x'), static_cast<WCHAR>(0xFFFF)};
 
-// Exactly `size` units (or bytes), all `fill`.
 template <typename Unit>
 class Exact {
  public:
@@ -75,12 +70,8 @@ std::string Where(const Flavour& f, std::size_t n, std::size_t p) {
          std::to_string(p);
 }
 
-// FirstOf stops at the first unit or zero; LastOf finds the last unit and
-// looks past zeros (its caller checks them). Faults caught: the first hit of
-// a vector missed or taken for a later one (or the first for the last), a
-// zero that doesn't stop FirstOf or stops LastOf, a compare by bytes, a
-// partial vector reporting a hit outside the range or none, a load past
-// either end.
+// Faults: a hit missed or the wrong one of a vector, a zero that doesn't stop
+// FirstOf or stops LastOf, a compare by bytes.
 TEST(WideScan, FirstOfAndLastOf) {
   for (const Flavour& f : kFlavours) {
     for (std::size_t n = 0; n <= kMaxLength; ++n) {
@@ -115,15 +106,8 @@ TEST(WideScan, FirstOfAndLastOf) {
   }
 }
 
-// The three scans that walk two ranges side by side, each with pairs that
-// must stop it and pairs that must not. Faults caught: a difference in the
-// high or the low byte alone missed; a common zero not ending the walk
-// (units after it must not count), a zero in one text only not stopping it;
-// the ASCII fold taken for a flip of bit 0x20 ('@' and '`', '[' and '{'),
-// applied to a unit whose low byte alone is a letter, or to units that
-// aren't ASCII ('A' and 'a' with the top bit set, which the signed lane
-// test must not take for letters), a letter at either end of the alphabet
-// missed; a load past either range.
+// Faults: a difference in one byte missed, a zero not ending the walk, the fold
+// by bit 0x20 alone or applied beyond ASCII.
 TEST(WideScan, PairScansStopAtTheFirstPairTheyCantPass) {
   enum Scan { kMismatch, kFolded, kSame };
   struct Row {
@@ -196,7 +180,6 @@ TEST(WideScan, PairScansStopAtTheFirstPairTheyCantPass) {
   }
 }
 
-// A text of n units before its terminator, all kFill, in n + 1 units.
 Range Text(std::size_t n) {
   Range s(n + 1);
   s[n] = 0;
@@ -208,10 +191,8 @@ void Put(Range& s, std::size_t at, const std::u16string& needle,
   for (std::size_t k = 0; k < count; ++k) s[at + k] = needle[k];
 }
 
-// Faults caught: a match missed in any lane or in the last, partial round; a
-// match found across a zero or after the text's end; a candidate that fails
-// hiding a later one of the same vector; a needle's start at the very end
-// read on past the terminator; a needle read past its own terminator.
+// Faults: a match missed in any lane, found across a zero, hidden by a failed
+// candidate, or a needle read past its end.
 TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
   const std::u16string needles[] = {u"x", u"xy", u"xyz", u"xyzwvuts"};
   for (const Flavour& f : kFlavours) {
@@ -262,12 +243,8 @@ TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
   }
 }
 
-// The ASCII heads of both conversions, each stopped at every position by a
-// unit or byte that isn't ASCII or is zero. Faults caught: a unit above 0xFF
-// whose low byte is ASCII (0x0141) or zero (0x0100) narrowed to that byte, a
-// byte of 0x80 widened, a zero copied or passed, a vector stopped a lane
-// late or its ASCII head not finished by the tail, a load or store past the
-// count.
+// Faults: a unit above 0xFF narrowed to its low byte, a byte of 0x80 widened, a
+// zero passed, a lane late.
 TEST(UnitScan, AsciiPrefixesStopAtTheFirstUnitThatIsntAscii) {
   const WCHAR wideStops[] = {0, 0x80, 0x0100, 0x0141, 0xFFFF};
   const char byteStops[] = {0, '\x80', '\xFF'};
@@ -300,11 +277,7 @@ TEST(UnitScan, AsciiPrefixesStopAtTheFirstUnitThatIsntAscii) {
   }
 }
 
-// A client's text, whose size is unknown, in an allocation of exactly its
-// length and terminator: the length scan reads none of the units past the
-// terminator. Faults caught: a unit read past the terminator (a heap
-// over-read under the sanitizers), the round of eight units missing a zero
-// or running past the limit.
+// Fault: a unit read past the terminator or the limit.
 TEST(UnitScan, BoundedLengthReadsNothingPastTheTerminator) {
   for (std::size_t length = 0; length <= kMaxLength; ++length) {
     const Range text = Text(length);
@@ -318,11 +291,8 @@ TEST(UnitScan, BoundedLengthReadsNothingPastTheTerminator) {
   }
 }
 
-// A copy from one of the library's own forms, which reads the form only up
-// to its terminator however long the copy is. Faults caught: a copy that
-// reads past the form (the padding case, where the copy is longer than the
-// form), units after a zero inside the form copied, the padding or the
-// terminator of the copy not written.
+// Faults: a read past the form, units after a zero copied, padding or
+// terminator not written.
 TEST(UnitScan, CopyFormUpToZeroReadsOnlyTheForm) {
   for (std::size_t formLength = 0; formLength <= kMaxLength; ++formLength) {
     for (std::size_t zero : {formLength, formLength / 2}) {
