@@ -65,12 +65,7 @@ TEST(StringEncodingChoice, Table) {
         text ? CKZString() : Make("cd", static_cast<Forms>(row.right));
     CKZString result;
     auto join = [&](auto other) {
-      if (row.plus) {
-        result = left + other;
-      } else {
-        left += other;
-        result = left;
-      }
+      result = row.plus ? left + other : (left += other);
     };
     if (row.right == kWideText) {
       join(OLESTR("cd"));
@@ -135,11 +130,7 @@ TEST(StringJoinSharing, NullAndEmptyOperands) {
         const WideOrNull wide(row.right);
         CKZString result = left;  // left stays behind as the other sharer
         auto join = [&](auto other) {
-          if (plus) {
-            result = left + other;
-          } else {
-            result += other;
-          }
+          result = plus ? left + other : (result += other);
         };
         if (operand == kString) join(right);
         if (operand == kWideText) join(wide.get());

@@ -48,11 +48,10 @@ std::string Hex(const void* data, std::size_t bytes) {
   for (std::size_t i = 0; i < bytes; ++i) out += std::to_string(p[i]) + ".";
   return out;
 }
-std::string Text(const WCHAR* text) {
-  return text == nullptr ? "nullptr" : Hex(text, WideLen(text) * sizeof(WCHAR));
-}
-std::string Text(const char* text) {
-  return text == nullptr ? "nullptr" : Hex(text, std::strlen(text));
+template <typename Unit>
+std::string Text(const Unit* text) {
+  if (text == nullptr) return "nullptr";
+  return Hex(text, std::char_traits<Unit>::length(text) * sizeof(Unit));
 }
 
 // Reading the texts builds both forms, so this comes after every check of the
@@ -107,14 +106,10 @@ Snapshot Take(const CKZString& s) {
                                     std::uint32_t otherCount) {
   const Snapshot now = Take(s);
   if (now.block != before.block || now.capacity != before.capacity ||
-      (now.refCount != before.refCount && now.refCount != otherCount)) {
-    return ::testing::AssertionFailure() << "block, count or capacity changed";
-  }
-  if (!before.wide.empty() && now.wide != before.wide) {
-    return ::testing::AssertionFailure() << "wide form changed";
-  }
-  if (!before.mbs.empty() && now.mbs != before.mbs) {
-    return ::testing::AssertionFailure() << "multibyte form changed";
+      (now.refCount != before.refCount && now.refCount != otherCount) ||
+      (!before.wide.empty() && now.wide != before.wide) ||
+      (!before.mbs.empty() && now.mbs != before.mbs)) {
+    return ::testing::AssertionFailure() << "changed";
   }
   return ::testing::AssertionSuccess();
 }
@@ -147,14 +142,14 @@ const struct Fixture {
     {"null", [] { return V(); }},
 };
 
-enum class Kind {
+enum Kind {
   kEdit,        // this value and its sharer as they were
   kReplace,     // this value null (Compose, LoadStringW drop it first)
   kNew,         // a null new value; this value as it was
   kConversion,  // nullptr; this value as it was, no form built
   kCopy,        // nullptr; this value as it was, a form may be built
   kQuery,       // the right answer, or `failAnswer`; this value as it was
-  kLength,      // the right answer; never allocates in a single-byte locale
+  kMeasure,     // the right answer; never allocates in a single-byte locale
 };
 constexpr long long kAny = -2;     // any answer: only the text matters
 constexpr long long kLength = -3;  // the value's length
@@ -169,94 +164,89 @@ struct Operation {
 };
 
 const Operation kOperations[] = {
-    {"= wide text", Kind::kEdit, [](V& s, O&, R&) { s = OLESTR("assigned"); }},
-    {"= multibyte text", Kind::kEdit, [](V& s, O&, R&) { s = "assigned"; }},
-    {"= GUID", Kind::kEdit, [](V& s, O&, R&) { s = kGuid; }},
-    {"Attach_CRT wide", Kind::kEdit,
+    {"= wide text", kEdit, [](V& s, O&, R&) { s = OLESTR("assigned"); }},
+    {"= multibyte text", kEdit, [](V& s, O&, R&) { s = "assigned"; }},
+    {"= GUID", kEdit, [](V& s, O&, R&) { s = kGuid; }},
+    {"Attach_CRT wide", kEdit,
      [](V& s, O&, R&) { s.Attach_CRT(MallocWide(OLESTR("ab"))); }},
-    {"Attach_OLE multibyte", Kind::kEdit,
+    {"Attach_OLE multibyte", kEdit,
      [](V& s, O&, R&) { s.Attach_OLE(OleMbs("attached")); }},
-    {"Attach_BSTR", Kind::kEdit,
+    {"Attach_BSTR", kEdit,
      [](V& s, O&, R&) { s.Attach_BSTR(Bstr(OLESTR("attached"))); }},
-    {"MakeLowerCase", Kind::kEdit, [](V& s, O&, R&) { s.MakeLowerCase(); }},
-    {"MakeUpperCase", Kind::kEdit, [](V& s, O&, R&) { s.MakeUpperCase(); }},
-    {"TruncateLeft", Kind::kEdit, [](V& s, O&, R&) { s.TruncateLeft(2); }},
-    {"TruncateRight", Kind::kEdit, [](V& s, O&, R&) { s.TruncateRight(2); }},
-    {"SetAt", Kind::kEdit,
-     [](V& s, O&, R& r) { r.number = s.SetAt(1, OLESTR('Z')); }, 0},
-    {"+= value", Kind::kEdit, [](V& s, O& o, R&) { s += o.mbs; }},
-    {"+= itself", Kind::kEdit, [](V& s, O&, R&) { s += s; }},
-    {"+= wide text", Kind::kEdit, [](V& s, O&, R&) { s += OLESTR(" more"); }},
-    {"+= multibyte text", Kind::kEdit, [](V& s, O&, R&) { s += " more"; }},
-    {"+= own wide text", Kind::kEdit,
+    {"MakeLowerCase", kEdit, [](V& s, O&, R&) { s.MakeLowerCase(); }},
+    {"MakeUpperCase", kEdit, [](V& s, O&, R&) { s.MakeUpperCase(); }},
+    {"TruncateLeft", kEdit, [](V& s, O&, R&) { s.TruncateLeft(2); }},
+    {"TruncateRight", kEdit, [](V& s, O&, R&) { s.TruncateRight(2); }},
+    {"SetAt", kEdit, [](V& s, O&, R& r) { r.number = s.SetAt(1, OLESTR('Z')); },
+     0},
+    {"+= value", kEdit, [](V& s, O& o, R&) { s += o.mbs; }},
+    {"+= itself", kEdit, [](V& s, O&, R&) { s += s; }},
+    {"+= wide text", kEdit, [](V& s, O&, R&) { s += OLESTR(" more"); }},
+    {"+= multibyte text", kEdit, [](V& s, O&, R&) { s += " more"; }},
+    {"+= own wide text", kEdit,
      [](V& s, O&, R&) { s += static_cast<const WCHAR*>(s); }},
-    {"+= wide character", Kind::kEdit, [](V& s, O&, R&) { s += OLESTR('!'); }},
-    {"+= multibyte character", Kind::kEdit, [](V& s, O&, R&) { s += '!'; }},
-    {"Insert wide text", Kind::kEdit,
+    {"+= wide character", kEdit, [](V& s, O&, R&) { s += OLESTR('!'); }},
+    {"+= multibyte character", kEdit, [](V& s, O&, R&) { s += '!'; }},
+    {"Insert wide text", kEdit,
      [](V& s, O&, R& r) { r.number = s.Insert(2, OLESTR("inserted")); },
      kLength},
-    {"Insert multibyte text", Kind::kEdit,
+    {"Insert multibyte text", kEdit,
      [](V& s, O&, R& r) { r.number = s.Insert(2, "inserted"); }, kLength},
-    {"Insert wide character", Kind::kEdit,
+    {"Insert wide character", kEdit,
      [](V& s, O&, R& r) { r.number = s.Insert(1, OLESTR('^')); }, kLength},
-    {"Insert multibyte character", Kind::kEdit,
+    {"Insert multibyte character", kEdit,
      [](V& s, O&, R& r) { r.number = s.Insert(1, '^'); }, kLength},
-    {"Compose multibyte", Kind::kReplace,
+    {"Compose multibyte", kReplace,
      [](V& s, O&, R&) { s.Compose("%s-%d", "composed", 5); }},
-    {"Compose wide", Kind::kReplace,
+    {"Compose wide", kReplace,
      [](V& s, O&, R&) { s.Compose(OLESTR("%s-%d"), OLESTR("composed"), 5); }},
-    {"LoadStringW", Kind::kReplace,
+    {"LoadStringW", kReplace,
      [](V& s, O& o, R& r) { r.number = s.LoadStringW(o.module, kIdText259); },
      0},
-    {"constructor, wide", Kind::kNew,
+    {"constructor, wide", kNew,
      [](V&, O&, R& r) { r.value = V(OLESTR("new")); }},
-    {"constructor, multibyte counted", Kind::kNew,
+    {"constructor, multibyte counted", kNew,
      [](V&, O&, R& r) { r.value = V("new", 5); }},
-    {"constructor, GUID", Kind::kNew, [](V&, O&, R& r) { r.value = V(kGuid); }},
-    {"+ value", Kind::kNew, [](V& s, O& o, R& r) { r.value = s + o.wide; }},
-    {"+ itself", Kind::kNew, [](V& s, O&, R& r) { r.value = s + s; }},
-    {"+ wide text", Kind::kNew,
+    {"constructor, GUID", kNew, [](V&, O&, R& r) { r.value = V(kGuid); }},
+    {"+ value", kNew, [](V& s, O& o, R& r) { r.value = s + o.wide; }},
+    {"+ itself", kNew, [](V& s, O&, R& r) { r.value = s + s; }},
+    {"+ wide text", kNew,
      [](V& s, O&, R& r) { r.value = s + OLESTR(" more"); }},
-    {"+ multibyte text", Kind::kNew,
-     [](V& s, O&, R& r) { r.value = s + " more"; }},
-    {"+ wide character", Kind::kNew,
+    {"+ multibyte text", kNew, [](V& s, O&, R& r) { r.value = s + " more"; }},
+    {"+ wide character", kNew,
      [](V& s, O&, R& r) { r.value = s + OLESTR('!'); }},
-    {"+ multibyte character", Kind::kNew,
-     [](V& s, O&, R& r) { r.value = s + '!'; }},
-    {"Left", Kind::kNew, [](V& s, O&, R& r) { r.value = s.Left(3); }},
-    {"Right", Kind::kNew, [](V& s, O&, R& r) { r.value = s.Right(3); }},
-    {"SubString", Kind::kNew,
-     [](V& s, O&, R& r) { r.value = s.SubString(1, 4); }},
-    {"to wide text", Kind::kConversion, [](V& s, O&, R& r) { r.wide = s; }},
-    {"to multibyte text", Kind::kConversion, [](V& s, O&, R& r) { r.mbs = s; }},
-    {"to GUID", Kind::kConversion, [](V& s, O&, R& r) { r.guid = s; }},
-    {"AllocBSTR", Kind::kCopy, [](V& s, O&, R& r) { r.bstr = s.AllocBSTR(); }},
-    {"GetBufferCopy wide", Kind::kCopy,
+    {"+ multibyte character", kNew, [](V& s, O&, R& r) { r.value = s + '!'; }},
+    {"Left", kNew, [](V& s, O&, R& r) { r.value = s.Left(3); }},
+    {"Right", kNew, [](V& s, O&, R& r) { r.value = s.Right(3); }},
+    {"SubString", kNew, [](V& s, O&, R& r) { r.value = s.SubString(1, 4); }},
+    {"to wide text", kConversion, [](V& s, O&, R& r) { r.wide = s; }},
+    {"to multibyte text", kConversion, [](V& s, O&, R& r) { r.mbs = s; }},
+    {"to GUID", kConversion, [](V& s, O&, R& r) { r.guid = s; }},
+    {"AllocBSTR", kCopy, [](V& s, O&, R& r) { r.bstr = s.AllocBSTR(); }},
+    {"GetBufferCopy wide", kCopy,
      [](V& s, O&, R& r) { s.GetBufferCopy(&r.wideCopy); }},
-    {"GetBufferCopy multibyte", Kind::kCopy,
+    {"GetBufferCopy multibyte", kCopy,
      [](V& s, O&, R& r) { s.GetBufferCopy(&r.mbsCopy); }},
     // Queries: lengths are exact; a value that can't be read sorts first,
     // equals nothing and holds nothing.
-    {"Length", Kind::kLength, [](V& s, O&, R& r) { r.number = s.Length(); }},
-    {"MbsLength", Kind::kLength,
-     [](V& s, O&, R& r) { r.number = s.MbsLength(); }},
-    {"IsEmpty", Kind::kLength, [](V& s, O&, R& r) { r.number = s.IsEmpty(); }},
-    {"== value", Kind::kQuery, [](V& s, O& o, R& r) { r.number = s == o.wide; },
-     0},
-    {"< wide text", Kind::kQuery,
-     [](V& s, O&, R& r) { r.number = s < OLESTR("M"); }, 1},
-    {"multibyte text == (free)", Kind::kQuery,
+    {"Length", kMeasure, [](V& s, O&, R& r) { r.number = s.Length(); }},
+    {"MbsLength", kMeasure, [](V& s, O&, R& r) { r.number = s.MbsLength(); }},
+    {"IsEmpty", kMeasure, [](V& s, O&, R& r) { r.number = s.IsEmpty(); }},
+    {"== value", kQuery, [](V& s, O& o, R& r) { r.number = s == o.wide; }, 0},
+    {"< wide text", kQuery, [](V& s, O&, R& r) { r.number = s < OLESTR("M"); },
+     1},
+    {"multibyte text == (free)", kQuery,
      [](V& s, O&, R& r) { r.number = "Taken over" == s; }, 0},
-    {"CaseLessEqual value", Kind::kQuery,
+    {"CaseLessEqual value", kQuery,
      [](V& s, O& o, R& r) { r.number = s.CaseLessEqual(o.mbs); }, 0},
-    {"CaseLessEqual wide text", Kind::kQuery,
+    {"CaseLessEqual wide text", kQuery,
      [](V& s, O&, R& r) { r.number = s.CaseLessEqual(OLESTR("taken OVER")); },
      0},
-    {"Find wide text", Kind::kQuery,
+    {"Find wide text", kQuery,
      [](V& s, O&, R& r) { r.number = s.Find(OLESTR("over")); }, -1},
-    {"Find multibyte character", Kind::kQuery,
+    {"Find multibyte character", kQuery,
      [](V& s, O&, R& r) { r.number = s.Find('e'); }, -1},
-    {"ReverseFind wide character", Kind::kQuery,
+    {"ReverseFind wide character", kQuery,
      [](V& s, O&, R& r) { r.number = s.ReverseFind(OLESTR('e')); }, -1},
 };
 
@@ -289,11 +279,10 @@ unsigned RunWithFailures(const Fixture& fixture, bool shared,
                          sharerBefore.refCount + (sharesResult ? 1 : -1)))
         << "the sharer";
     bool failed = false;
-    if (op.kind == Kind::kEdit || op.kind == Kind::kReplace) {
+    if (op.kind == kEdit || op.kind == kReplace) {
       // Either all of the edit or nothing of it.
-      failed = fired &&
-               (op.kind == Kind::kEdit ? AsBefore(before, s, before.refCount)
-                                       : A::IsNull(s));
+      failed = fired && (op.kind == kEdit ? AsBefore(before, s, before.refCount)
+                                          : A::IsNull(s));
       if (failed && op.failAnswer != kAny) {
         EXPECT_EQ(op.failAnswer == kLength ? static_cast<long long>(s.Length())
                                            : op.failAnswer,
@@ -302,11 +291,11 @@ unsigned RunWithFailures(const Fixture& fixture, bool shared,
     } else {
       EXPECT_TRUE(AsBefore(before, s, before.refCount + (sharesResult ? 1 : 0)))
           << "the value itself";
-      if (op.kind == Kind::kNew) {
+      if (op.kind == kNew) {
         failed = fired && A::IsNull(result.value);
-      } else if (op.kind == Kind::kConversion || op.kind == Kind::kCopy) {
+      } else if (op.kind == kConversion || op.kind == kCopy) {
         failed = fired && result.Empty();
-        if (failed && op.kind == Kind::kConversion && A::Block(s) != nullptr) {
+        if (failed && op.kind == kConversion && A::Block(s) != nullptr) {
           // Nothing built either.
           EXPECT_EQ(!before.wide.empty(), A::HasWide(s));
           EXPECT_EQ(!before.mbs.empty(), A::HasMbs(s));
@@ -342,7 +331,7 @@ TEST(StringOutOfMemory, EveryOperationWithEachAllocationFailing) {
     }
     // Every operation allocates on some fixture: a hook left out would
     // leave its paths untried.
-    if (op.kind == Kind::kLength && !MultibyteLocale()) {
+    if (op.kind == kMeasure && !MultibyteLocale()) {
       EXPECT_EQ(0u, most) << op.name;
     } else {
       EXPECT_GT(most, 0u) << op.name;
