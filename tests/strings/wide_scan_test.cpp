@@ -60,10 +60,8 @@ class Exact {
   std::unique_ptr<Unit[]> units_;
 };
 
-class Range : public Exact<WCHAR> {
- public:
-  explicit Range(std::size_t size) : Exact<WCHAR>(size, kFill) {}
-};
+using Range = Exact<WCHAR>;
+Range Fill(std::size_t size) { return Range(size, kFill); }
 
 std::string Where(const Flavour& f, std::size_t n, std::size_t p) {
   return std::string(f.name) + ", length " + std::to_string(n) + ", position " +
@@ -76,22 +74,22 @@ TEST(WideScan, FirstOfAndLastOf) {
   for (const Flavour& f : kFlavours) {
     for (std::size_t n = 0; n <= kMaxLength; ++n) {
       for (WCHAR unit : kTargets) {
-        EXPECT_EQ(n, f.firstOf(Range(n).get(), n, unit)) << Where(f, n, n);
-        EXPECT_EQ(kNone, f.lastOf(Range(n).get(), n, unit)) << Where(f, n, n);
+        EXPECT_EQ(n, f.firstOf(Fill(n).get(), n, unit)) << Where(f, n, n);
+        EXPECT_EQ(kNone, f.lastOf(Fill(n).get(), n, unit)) << Where(f, n, n);
         for (std::size_t p = 0; p < n; ++p) {
-          Range unitFirst(n);
+          Range unitFirst = Fill(n);
           unitFirst[p] = unit;
           unitFirst[n - 1] = p + 1 < n ? 0 : unit;
           EXPECT_EQ(p, f.firstOf(unitFirst.get(), n, unit))
               << "unit before a zero, " << Where(f, n, p);
-          Range zeroFirst(n);
+          Range zeroFirst = Fill(n);
           zeroFirst[p] = 0;
           zeroFirst[n - 1] = p + 1 < n ? unit : 0;
           EXPECT_EQ(p, f.firstOf(zeroFirst.get(), n, unit))
               << "zero before the unit, " << Where(f, n, p);
           EXPECT_EQ(p, f.firstOf(zeroFirst.get(), n, 0))
               << "searching for zero, " << Where(f, n, p);
-          Range s(n);
+          Range s = Fill(n);
           s[0] = unit;
           if (p >= 2) s[p - 1] = 0;
           s[p] = unit;
@@ -181,7 +179,7 @@ TEST(WideScan, PairScansStopAtTheFirstPairTheyCantPass) {
 }
 
 Range Text(std::size_t n) {
-  Range s(n + 1);
+  Range s = Fill(n + 1);
   s[n] = 0;
   return s;
 }
@@ -277,34 +275,26 @@ TEST(UnitScan, AsciiPrefixesStopAtTheFirstUnitThatIsntAscii) {
   }
 }
 
-// Fault: a unit read past the terminator or the limit.
-TEST(UnitScan, BoundedLengthReadsNothingPastTheTerminator) {
-  for (std::size_t length = 0; length <= kMaxLength; ++length) {
-    const Range text = Text(length);
-    const std::size_t limits[] = {0, length / 2, length, length + 1,
-                                  std::size_t{0x7FFFFFFF}};
-    for (std::size_t limit : limits) {
-      EXPECT_EQ(length < limit ? length : limit,
-                kzscan::BoundedLength(text.get(), limit))
-          << "length " << length << ", limit " << limit;
+// Faults: a unit read past the terminator or the limit, or past the form;
+// units after a zero copied; padding or terminator not written.
+TEST(UnitScan, BoundedLengthAndFormCopyReadNothingPastTheText) {
+  for (std::size_t n = 0; n <= kMaxLength; ++n) {
+    for (std::size_t limit :
+         {std::size_t{0}, n / 2, n, n + 1, std::size_t{0x7FFFFFFF}}) {
+      EXPECT_EQ(n < limit ? n : limit,
+                kzscan::BoundedLength(Text(n).get(), limit))
+          << "length " << n << ", limit " << limit;
     }
-  }
-}
-
-// Faults: a read past the form, units after a zero copied, padding or
-// terminator not written.
-TEST(UnitScan, CopyFormUpToZeroReadsOnlyTheForm) {
-  for (std::size_t formLength = 0; formLength <= kMaxLength; ++formLength) {
-    for (std::size_t zero : {formLength, formLength / 2}) {
-      Range form = Text(formLength);
-      if (zero < formLength) form[zero] = 0;
-      for (std::size_t length : {formLength / 3, formLength, formLength + 9}) {
-        Range out(length + 1);
-        kzscan::CopyFormUpToZero(out.get(), form.get(), formLength, length);
+    for (std::size_t zero : {n, n / 2}) {
+      Range form = Text(n);
+      if (zero < n) form[zero] = 0;
+      for (std::size_t length : {n / 3, n, n + 9}) {
+        Range out = Fill(length + 1);
+        kzscan::CopyFormUpToZero(out.get(), form.get(), n, length);
         for (std::size_t i = 0; i <= length; ++i) {
           ASSERT_EQ(i < zero && i < length ? kFill : 0, out[i])
-              << "form " << formLength << ", zero at " << zero << ", length "
-              << length << ", unit " << i;
+              << "form " << n << ", zero at " << zero << ", length " << length
+              << ", unit " << i;
         }
       }
     }
