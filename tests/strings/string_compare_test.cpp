@@ -296,7 +296,8 @@ TEST(StringCaseLessEqual, BeyondAsciiTheRunTimeDecides) {
 }
 
 // Faults: the last occurrence for the first, -1 for the terminator, a match
-// past the end, an overlap skipped.
+// past the end, an overlap skipped, a search by code points or up to the length
+// field.
 TEST(StringFind, InBothForms) {
   const char kAlpha[] = "0123456789abcdefghijklmnopqrstuvwxyz0123456789";
   struct CharRow {
@@ -328,6 +329,20 @@ TEST(StringFind, InBothForms) {
     EXPECT_EQ(row.expected, w.Find(Widen(row.needle).c_str()));
     EXPECT_EQ(row.expected, CKZString(row.haystack).Find(row.needle));
   }
+  CKZString s(Units({'a', 0xD83D, 0xDE00, 'b', 0xD83D, 0xDE01, 'b'}).c_str());
+  EXPECT_EQ(4, s.ReverseFind(static_cast<WCHAR>(0xD83D)));
+  EXPECT_EQ(5, s.Find(static_cast<WCHAR>(0xDE01)));
+  EXPECT_EQ(2, s.Find(Units({0xDE00, 'b'}).c_str()));
+  EXPECT_EQ(7, s.Find(static_cast<WCHAR>(0)));
+
+  CKZString z = WideWithZeros(Units({'a', 'b', 'c', 0, 'a', 'b', 'c', 'd'}));
+  EXPECT_EQ(3, z.Find(static_cast<WCHAR>(0)));
+  EXPECT_EQ(3, z.ReverseFind(static_cast<WCHAR>(0)));
+  EXPECT_EQ(0, z.ReverseFind(static_cast<WCHAR>('a')));
+  EXPECT_EQ(-1, z.Find(static_cast<WCHAR>('d')));
+  EXPECT_EQ(-1, z.ReverseFind(static_cast<WCHAR>('d')));
+  EXPECT_EQ(1, z.Find(Widen("bc").c_str()));
+  EXPECT_EQ(-1, z.Find(Widen("cd").c_str()));
 }
 
 // Faults: an empty wide needle found at 0, a null string searched, a search in
@@ -398,24 +413,6 @@ TEST(StringFind, UnitsAndBytesInAMultibyteLocale) {
     EXPECT_EQ(3 * perChar + 1, s.Find('\0'));
     EXPECT_EQ(1, s.Find(sample.bytes[1]));  // inside the first character
   }
-}
-
-// Faults: a search by code points, a search up to the length field.
-TEST(StringFind, UnitsSurrogatesAndZeros) {
-  CKZString s(Units({'a', 0xD83D, 0xDE00, 'b', 0xD83D, 0xDE01, 'b'}).c_str());
-  EXPECT_EQ(4, s.ReverseFind(static_cast<WCHAR>(0xD83D)));
-  EXPECT_EQ(5, s.Find(static_cast<WCHAR>(0xDE01)));
-  EXPECT_EQ(2, s.Find(Units({0xDE00, 'b'}).c_str()));
-  EXPECT_EQ(7, s.Find(static_cast<WCHAR>(0)));
-
-  CKZString z = WideWithZeros(Units({'a', 'b', 'c', 0, 'a', 'b', 'c', 'd'}));
-  EXPECT_EQ(3, z.Find(static_cast<WCHAR>(0)));
-  EXPECT_EQ(3, z.ReverseFind(static_cast<WCHAR>(0)));
-  EXPECT_EQ(0, z.ReverseFind(static_cast<WCHAR>('a')));
-  EXPECT_EQ(-1, z.Find(static_cast<WCHAR>('d')));
-  EXPECT_EQ(-1, z.ReverseFind(static_cast<WCHAR>('d')));
-  EXPECT_EQ(1, z.Find(Widen("bc").c_str()));
-  EXPECT_EQ(-1, z.Find(Widen("cd").c_str()));
 }
 
 }  // namespace

@@ -277,18 +277,19 @@ TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
 }
 
 // Faults: an insert within the capacity that grows, an empty taken-over buffer
-// written without room, a stale form.
-TEST(StringInsert, InPlaceOrGrown) {
+// written without room, a position off by one, no append at or past the end, a
+// stale form or length.
+TEST(StringInsert, PositionsAndRoom) {
   ASSERT_TRUE(DefaultBlockSize());
   const std::string middle(55, '-');
-  CKZString s(Widen("abc" + middle + "def").c_str());
-  const WCHAR* buffer = A::WideBuffer(s);
+  CKZString full(Widen("abc" + middle + "def").c_str());
+  const WCHAR* buffer = A::WideBuffer(full);
   AllocCounts counts;
-  EXPECT_EQ(64u, s.Insert(3, OLESTR("XYZ")));
+  EXPECT_EQ(64u, full.Insert(3, OLESTR("XYZ")));
   EXPECT_EQ(0u, counts.CrtGrow());
-  EXPECT_EQ(buffer, A::WideBuffer(s));
-  EXPECT_EQ(64u, A::Capacity(s));
-  EXPECT_EQ(U("abcXYZ" + middle + "def"), W(s));
+  EXPECT_EQ(buffer, A::WideBuffer(full));
+  EXPECT_EQ(64u, A::Capacity(full));
+  EXPECT_EQ(U("abcXYZ" + middle + "def"), W(full));
 
   CKZString empty;
   empty.Attach_CRT(MallocMbs(""));
@@ -303,11 +304,6 @@ TEST(StringInsert, InPlaceOrGrown) {
     EXPECT_EQ(kWide, FormsOf(value));
     EXPECT_EQ("aXbc", M(value));
   }
-}
-
-// Faults: a position off by one, no append at or past the end, null mishandled,
-// a stale multibyte length.
-TEST(StringInsert, Table) {
   struct Row {
     const char* value;
     ULONG position;
@@ -439,14 +435,14 @@ TEST(StringMultibyteJoin, CharactersOfSeveralBytes) {
   EXPECT_EQ("a" + bytes + "b", M(i));
 }
 
-// Multibyte text whose first byte is zero: Length() 0 in a multibyte locale,
-// the zeros counted in a single-byte one. Fault: the one-character append
-// disagrees with the text append.
-TEST(StringEmptyText, CharacterAppendAgreesWithTextAppend) {
+// Multibyte text whose first byte is zero has Length() 0 in a multibyte locale.
+// Faults: the one-character append disagrees with the text append; an append
+// that skips Length() misses the wide form it builds.
+TEST(StringEmptyText, AppendsAgreeAndLengthBuildsTheWideForm) {
   const bool mb = MultibyteLocale();
   const ULONG length = mb ? 1 : 4;
-  const char expected[] = {'\0', '\0', '\0', 'x', '\0'};
-  const char* text = mb ? expected + 3 : expected;
+  const char units[] = {'\0', '\0', '\0', 'x', '\0'};
+  const char* text = mb ? units + 3 : units;
   for (int overload = 0; overload < 4; ++overload) {
     SCOPED_TRACE(overload);
     const bool wide = overload >= 2;
@@ -467,11 +463,6 @@ TEST(StringEmptyText, CharacterAppendAgreesWithTextAppend) {
       EXPECT_EQ(static_cast<unsigned char>(text[i]), unit) << "at " << i;
     }
   }
-}
-
-// Fault: an append that skips Length() leaves the wide form it builds missing
-// in the multibyte locale.
-TEST(StringEmptyText, LengthBuildsTheWideFormWhereItIsSeen) {
   struct Row {
     const char* text;
     bool shared;
@@ -483,14 +474,14 @@ TEST(StringEmptyText, LengthBuildsTheWideFormWhereItIsSeen) {
       {"", true, [](S s) { s += "x"; }},
       {"", true, [](S s) { s += OLESTR("x"); }},
   };
-  const int expected = MultibyteLocale() ? kBoth : kMbs;
+  const int forms = mb ? kBoth : kMbs;
   for (const Row& row : rows) {
     SCOPED_TRACE(&row - rows);
     CKZString s(row.text);
     CKZString sharer;
     if (row.shared) sharer = s;
     row.edit(s);
-    EXPECT_EQ(expected, FormsOf(row.shared ? sharer : s));
+    EXPECT_EQ(forms, FormsOf(row.shared ? sharer : s));
     EXPECT_EQ(std::string(row.text), M(row.shared ? sharer : s));
   }
 }

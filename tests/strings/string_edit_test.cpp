@@ -16,7 +16,8 @@ using namespace kztest;
 using Edit = void (*)(S);
 
 // Faults: an edit written into a shared block, a sharer that loses a form, a
-// sole owner copied, a stale multibyte form dropped by the wrong allocator.
+// sole owner copied, a stale form dropped by the wrong allocator, an unshared
+// copy with the shared block's capacity.
 TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
   struct Row {
     const char* name;
@@ -60,10 +61,6 @@ TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
       EXPECT_EQ(row.expected, W(s));
     }
   }
-}
-
-// Fault: the unshared copy takes the shared block's capacity, not the rule's.
-TEST(StringUnshare, CopyTakesItsCapacityFromTheRule) {
   ASSERT_TRUE(DefaultBlockSize());
   CKZString a(OLESTR("abc"));
   for (int i = 0; i < 70; ++i) a += OLESTR('x');
