@@ -80,8 +80,10 @@ TEST(PerProcessBlockSize, ComposeCapacity) {
 }
 
 // Faults: a form of the former text left, count 0 taken for a failure, a byte
-// count set as the wide length.
-TEST(Compose, ResultHasOnlyTheFormatsEncoding) {
+// count set as the wide length, arguments consumed by a pass that didn't fit,
+// an edit of the shared block, a freed argument, a retry loop on a format
+// rejected on every pass (a lone surrogate, a field too wide).
+TEST(Compose, ResultsPassesAndRejectedFormats) {
   const bool mb = MultibyteLocale();
   for (bool wide : {true, false}) {
     for (bool reused : {false, true}) {
@@ -122,12 +124,6 @@ TEST(Compose, ResultHasOnlyTheFormatsEncoding) {
     EXPECT_EQ(sample.byteLength, A::MbsLength(s));
     EXPECT_EQ(3u, s.Length());  // builds the wide form from the bytes
   }
-}
-
-// Faults: an argument list consumed by a pass that didn't fit, an edit of the
-// shared block, a release that frees an argument, a retry loop on a format
-// rejected on every pass (a lone surrogate has no bytes, a field too wide).
-TEST(Compose, PassesSharersAndRejectedFormats) {
   const std::string head(700, 'h');
   CKZString a(head.c_str());
   CKZString b = a;

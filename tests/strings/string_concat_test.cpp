@@ -22,7 +22,8 @@ void AppendCharacter(CKZString& s, char c, bool wide) {
 }
 
 // Faults: the wrong encoding for the join, an operand that loses a form or
-// converts for nothing, a form the append did not extend left stale.
+// converts for nothing, a stale form, characters counted for bytes, a wide
+// form built per append.
 TEST(StringEncodingChoice, Table) {
   enum Operand { kWideText = 4, kMbsText = 5 };  // else a string's forms
   struct Row {
@@ -94,6 +95,31 @@ TEST(StringEncodingChoice, Table) {
     EXPECT_EQ("abcd", M(result));
     EXPECT_EQ(u"abcd", W(result));
   }
+  if (!mb) return;
+  const MultibyteSample sample = Sample();
+  const std::string bytes(sample.bytes);
+  const std::u16string wide = W(sample.wide);
+  CKZString s(sample.bytes);
+  s += sample.bytes;
+  s += "x";
+  EXPECT_EQ(kMbs, FormsOf(s));
+  EXPECT_EQ(2 * sample.byteLength + 1, s.MbsLength());
+  EXPECT_EQ(bytes + bytes + "x", M(s));
+  EXPECT_EQ(7u, s.Length());
+  EXPECT_EQ(wide + wide + u"x", W(s));
+  const CKZString joined = CKZString(sample.bytes) + "ab";
+  EXPECT_EQ(kMbs, FormsOf(joined));
+  EXPECT_EQ(bytes + "ab", M(joined));
+  EXPECT_EQ(5u, joined.Length());
+  CKZString w(OLESTR("ab"));
+  w += sample.bytes;
+  EXPECT_EQ(kWide, FormsOf(w));
+  EXPECT_EQ(u"ab" + wide, W(w));
+  EXPECT_EQ(2 + sample.byteLength, w.MbsLength());
+  CKZString i(OLESTR("ab"));
+  EXPECT_EQ(5u, i.Insert(1, sample.bytes));
+  EXPECT_EQ(u"a" + wide + u"b", W(i));
+  EXPECT_EQ("a" + bytes + "b", M(i));
 }
 
 // Faults: a copy where a share is due or the reverse, null and empty mixed up,
@@ -195,9 +221,10 @@ TEST(PerProcessBlockSize, JoinCapacity) {
   }
 }
 
-// Faults: a growth check off by one, a grow per append, a form rebuilt on every
-// append.
-TEST(StringJoinCapacity, AppendsDoubleOnlyPastTheCapacity) {
+// Faults: a growth check off by one, a grow per append, a form rebuilt per
+// append, realloc on an OLE buffer or a BSTR, a lost kind, a source past a zero
+// read after the growth freed it (asan).
+TEST(StringJoinCapacity, GrowthByEachAllocator) {
   ASSERT_TRUE(DefaultBlockSize());
   for (bool wide : {true, false}) {
     SCOPED_TRACE(wide ? "wide" : "mbs");
@@ -222,11 +249,6 @@ TEST(StringJoinCapacity, AppendsDoubleOnlyPastTheCapacity) {
     EXPECT_EQ(1024u, A::Capacity(s));
     EXPECT_EQ(sixty + "yyyyz" + std::string(935, 'x'), M(s));
   }
-}
-
-// Faults: realloc on an OLE buffer or a BSTR, a lost kind, a source past a zero
-// read after the growth freed it (asan).
-TEST(StringJoinCapacity, TakenOverBufferGrowsThroughItsAllocator) {
   enum Edit { kChar, kValue, kTail, kInsertChar, kInsertTail };
   const char16_t* expected[] = {u"abcd", u"abcd", u"abcde", u"adbc", u"adebc"};
   for (AttachOp op : kAttachOps) {
@@ -290,13 +312,11 @@ TEST(StringInsert, PositionsAndRoom) {
   EXPECT_EQ(buffer, A::WideBuffer(full));
   EXPECT_EQ(64u, A::Capacity(full));
   EXPECT_EQ(U("abcXYZ" + middle + "def"), W(full));
-
   CKZString empty;
   empty.Attach_CRT(MallocMbs(""));
   ASSERT_EQ(0u, A::Capacity(empty));
   EXPECT_EQ(3u, empty.Insert(0, OLESTR("abc")));
   EXPECT_EQ(u"abc", W(empty));
-
   for (Forms forms : {kMbs, kBoth}) {
     CKZString value = Make("abc", forms);
     const CKZString other = forms == kBoth ? value : CKZString();
@@ -399,40 +419,6 @@ TEST(StringSelfSource, AppendAndInsert) {
   CKZString mbs("");
   mbs += static_cast<const char*>(mbs);
   EXPECT_EQ("", M(mbs));
-}
-
-// Faults: characters counted for bytes, bytes lost, a wide form built per
-// append.
-TEST(StringMultibyteJoin, CharactersOfSeveralBytes) {
-  if (!MultibyteLocale()) GTEST_SKIP() << "multibyte locale only";
-  const MultibyteSample sample = Sample();
-  const std::string bytes(sample.bytes);
-  const std::u16string wide = W(sample.wide);
-
-  CKZString s(sample.bytes);
-  s += sample.bytes;
-  s += "x";
-  EXPECT_EQ(kMbs, FormsOf(s));
-  EXPECT_EQ(2 * sample.byteLength + 1, s.MbsLength());
-  EXPECT_EQ(bytes + bytes + "x", M(s));
-  EXPECT_EQ(7u, s.Length());
-  EXPECT_EQ(wide + wide + u"x", W(s));
-
-  const CKZString joined = CKZString(sample.bytes) + "ab";
-  EXPECT_EQ(kMbs, FormsOf(joined));
-  EXPECT_EQ(bytes + "ab", M(joined));
-  EXPECT_EQ(5u, joined.Length());
-
-  CKZString w(OLESTR("ab"));
-  w += sample.bytes;
-  EXPECT_EQ(kWide, FormsOf(w));
-  EXPECT_EQ(u"ab" + wide, W(w));
-  EXPECT_EQ(2 + sample.byteLength, w.MbsLength());
-
-  CKZString i(OLESTR("ab"));
-  EXPECT_EQ(5u, i.Insert(1, sample.bytes));
-  EXPECT_EQ(u"a" + wide + u"b", W(i));
-  EXPECT_EQ("a" + bytes + "b", M(i));
 }
 
 // Multibyte text whose first byte is zero has Length() 0 in a multibyte locale.

@@ -40,7 +40,6 @@ TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
     EXPECT_EQ(u"Hello World", W(A::WideBuffer(a)));
     EXPECT_EQ(kWide, FormsOf(b));
     EXPECT_EQ(row.expected, W(b));
-
     for (Owner owner : {kWideOnly, kMallocMbs, kOleMbs}) {
       SCOPED_TRACE(owner);
       CKZString s = Make("Hello World", owner == kWideOnly ? kWide : kBoth);
@@ -71,8 +70,9 @@ TEST(StringUnshare, EditsUnshareOrWorkInPlace) {
 }
 
 // Faults: a count of 0 that unshares, empty where null is due, memory given
-// back, lengths that disagree.
-TEST(StringTruncate, Table) {
+// back, lengths that disagree, a copy where a share is due or the reverse, a
+// wrapped start + count.
+TEST(StringTruncateAndCut, Tables) {
   struct Row {
     const char* text;  // nullptr: null string
     bool left;
@@ -120,11 +120,6 @@ TEST(StringTruncate, Table) {
       EXPECT_EQ(expected, W(s));
     }
   }
-}
-
-// Faults: a copy where a share is due or the reverse, empty where null is due,
-// a wrapped start + count.
-TEST(StringCut, Table) {
   enum Outcome { kNull, kShares, kOwnBlock };
   enum Cut { kLeft, kRight, kSubString };
   const ULONG kAll = 0xFFFFFFFFu;
@@ -136,7 +131,7 @@ TEST(StringCut, Table) {
     ULONG count;
     Outcome outcome;
     const char16_t* expected;
-  } rows[] = {
+  } cuts[] = {
       {"Left(0)", "abcd", kLeft, 0, 0, kNull, nullptr},
       {"Left(3)", "abcd", kLeft, 0, 3, kOwnBlock, u"abc"},
       {"Left(length)", "abcd", kLeft, 0, 4, kShares, u"abcd"},
@@ -158,7 +153,7 @@ TEST(StringCut, Table) {
       {"SubString of empty", "", kSubString, 0, kAll, kNull, nullptr},
       {"SubString of null", nullptr, kSubString, 0, kAll, kNull, nullptr},
   };
-  for (const CutRow& row : rows) {
+  for (const CutRow& row : cuts) {
     for (Forms forms : {kWide, kMbs}) {
       SCOPED_TRACE(std::string(row.name) + ", forms " + std::to_string(forms));
       const CKZString source = Make(row.text, forms);
@@ -182,8 +177,9 @@ TEST(StringCut, Table) {
 }
 
 // Faults: SetAt at the terminator or past the end, unsharing although it
-// refuses, a zero unit refused.
-TEST(StringSetAt, Table) {
+// refuses, a zero unit refused; with zero bytes inside a multibyte text
+// (counted in a single-byte locale), an edit past the wide form.
+TEST(StringSetAt, TableAndZeroBytesInside) {
   struct Row {
     const char* text;
     ULONG position;
@@ -212,6 +208,37 @@ TEST(StringSetAt, Table) {
     EXPECT_EQ(row.expected, M(s));
     EXPECT_EQ(row.text == nullptr ? 0 : std::strlen(row.expected),
               s.MbsLength());
+  }
+  if (MultibyteLocale()) return;
+  struct ZeroRow {
+    const char* name;
+    Edit edit;
+    ULONG length;
+    const char* units;  // the expected wide units, one char each
+  } zeroRows[] = {
+      {"truncate left", [](S s) { s.TruncateLeft(3); }, 2, "\0\0"},
+      {"truncate right", [](S s) { s.TruncateRight(1); }, 4, "ab\0\0"},
+      {"set at", [](S s) { EXPECT_TRUE(s.SetAt(4, 'x')); }, 5, "ab\0\0x"},
+      {"upper", [](S s) { s.MakeUpperCase(); }, 5, "AB\0\0\0"},
+      {"insert", [](S s) { EXPECT_EQ(6u, s.Insert(4, OLESTR('y'))); }, 6,
+       "ab\0\0y\0"},
+      {"right", [](S s) { s = s.Right(2); }, 2, "\0\0"},
+      {"sub string", [](S s) { s = s.SubString(3); }, 2, "\0\0"},
+      {"sub string inside", [](S s) { s = s.SubString(1, 3); }, 3, "b\0\0"},
+  };
+  for (const ZeroRow& row : zeroRows) {
+    for (bool shared : {false, true}) {
+      SCOPED_TRACE(std::string(row.name) + (shared ? ", shared" : ""));
+      CKZString s("ab\0\0\0", 5);
+      ASSERT_EQ(5u, s.Length());
+      CKZString other;
+      if (shared) other = s;
+      row.edit(s);
+      ASSERT_EQ(row.length, s.Length());
+      EXPECT_EQ(Widen(std::string(row.units, row.length)),
+                WString(A::WideBuffer(s), row.length));
+      EXPECT_EQ(0, A::WideBuffer(s)[row.length]);
+    }
   }
 }
 
@@ -254,42 +281,6 @@ TEST(StringCase, Table) {
   ASSERT_TRUE(zero.SetAt(2, 0));
   zero.MakeUpperCase();
   EXPECT_EQ(Units({'A', 'B', 0, 'c', 'd'}), WString(A::WideBuffer(zero), 5));
-}
-
-// Zero bytes inside a multibyte text count in its length in a single-byte
-// locale. Fault: an edit measured by it past the wide form.
-TEST(StringZeroBytesInside, EditsStayInsideTheWideForm) {
-  if (MultibyteLocale()) GTEST_SKIP() << "single-byte locale only";
-  struct Row {
-    const char* name;
-    Edit edit;
-    ULONG length;
-    const char* units;  // the expected wide units, one char each
-  } rows[] = {
-      {"truncate left", [](S s) { s.TruncateLeft(3); }, 2, "\0\0"},
-      {"truncate right", [](S s) { s.TruncateRight(1); }, 4, "ab\0\0"},
-      {"set at", [](S s) { EXPECT_TRUE(s.SetAt(4, 'x')); }, 5, "ab\0\0x"},
-      {"upper", [](S s) { s.MakeUpperCase(); }, 5, "AB\0\0\0"},
-      {"insert", [](S s) { EXPECT_EQ(6u, s.Insert(4, OLESTR('y'))); }, 6,
-       "ab\0\0y\0"},
-      {"right", [](S s) { s = s.Right(2); }, 2, "\0\0"},
-      {"sub string", [](S s) { s = s.SubString(3); }, 2, "\0\0"},
-      {"sub string inside", [](S s) { s = s.SubString(1, 3); }, 3, "b\0\0"},
-  };
-  for (const Row& row : rows) {
-    for (bool shared : {false, true}) {
-      SCOPED_TRACE(std::string(row.name) + (shared ? ", shared" : ""));
-      CKZString s("ab\0\0\0", 5);
-      ASSERT_EQ(5u, s.Length());
-      CKZString other;
-      if (shared) other = s;
-      row.edit(s);
-      ASSERT_EQ(row.length, s.Length());
-      EXPECT_EQ(Widen(std::string(row.units, row.length)),
-                WString(A::WideBuffer(s), row.length));
-      EXPECT_EQ(0, A::WideBuffer(s)[row.length]);
-    }
-  }
 }
 
 }  // namespace

@@ -261,7 +261,6 @@ unsigned RunWithFailures(const Fixture& fixture, bool shared,
     R result;
     op.run(s, operands, result);
     const bool fired = InjectedFailureFired();
-
     // Another value that shares the block never changes. Its count goes down
     // by the value that leaves it, or up by a new value that shares it.
     const bool sharesResult =

@@ -124,8 +124,9 @@ TEST(StringNullEmpty, EveryWayOfMakingAString) {
 }
 
 // Faults: an Assign that releases before it acquires, a sharer counted twice,
-// text copied from a released block (asan).
-TEST(StringSharing, AssigningWhatItHoldsIsNoChange) {
+// text copied from a released block (asan), a copy instead of a share, a
+// shared block freed, a pointer invalidated by another value, a leak.
+TEST(StringSharing, AssignmentsAndSharersLettingGo) {
   for (bool shared : {false, true}) {
     for (bool fromWide : {false, true}) {
       SCOPED_TRACE(std::string(shared ? "shared" : "sole owner") +
@@ -153,11 +154,6 @@ TEST(StringSharing, AssigningWhatItHoldsIsNoChange) {
       EXPECT_EQ("own", M(s));
     }
   }
-}
-
-// Faults: a copy instead of a share, a shared block freed, a pointer
-// invalidated by another value, a leak.
-TEST(StringSharing, SharersLetGoOneByOne) {
   AllocCounts counts;
   {
     CKZString a(OLESTR("shared"));
@@ -182,7 +178,6 @@ TEST(StringSharing, SharersLetGoOneByOne) {
     d = a;
     EXPECT_EQ(1u, counts.Crt());
     EXPECT_EQ(2u, A::RefCount(a));
-
     CKZString attached;
     attached.Attach_OLE(OleWide(OLESTR("attached")));
     const CKZString copy = attached;
@@ -238,8 +233,9 @@ TEST(PerProcessBlockSize, InitialCapacity) {
 }
 
 // Faults: a length field left unset, no padding to the count, a conversion past
-// a zero, a block sized by the text.
-TEST(StringBlock, ConstructorsSetLengthsAndCapacity) {
+// a zero, a block sized by the text, a conversion result of -1 taken as a
+// length, no terminator, an empty form, a byte lost in the C locale.
+TEST(StringBlock, ConstructorsAndConversions) {
   ASSERT_TRUE(DefaultBlockSize());
   const ULONG kWhole = 0xFFFFFFFFu;
   const std::string longText(100, 'x');
@@ -286,15 +282,10 @@ TEST(StringBlock, ConstructorsSetLengthsAndCapacity) {
       EXPECT_EQ(row.given, given());
     }
   }
-}
-
-// Faults: a conversion result of -1 taken as a length, no terminator, an empty
-// form, a byte lost in the C locale.
-TEST(StringBlock, EveryTextConvertsToATerminatedFormOfMatchingLength) {
-  struct Row {
+  struct ConvRow {
     const char* bytes;  // multibyte source, or
     WString units;      // wide source
-  } rows[] = {
+  } convRows[] = {
       {"a\x93", {}},
       {"\xe6\x97", {}},
       {"\xc0\xaf", {}},
@@ -305,7 +296,7 @@ TEST(StringBlock, EveryTextConvertsToATerminatedFormOfMatchingLength) {
       {nullptr, Units({0x80, 0x93, 0xE6, 0xFA, 0xFF, 0xA0, 0xC9, 0xE9})},
   };
   const bool singleByte = !MultibyteLocale();
-  for (const Row& row : rows) {
+  for (const ConvRow& row : convRows) {
     if (row.bytes != nullptr) {
       SCOPED_TRACE(row.bytes);
       CKZString s(row.bytes);
@@ -336,8 +327,9 @@ TEST(StringBlock, EveryTextConvertsToATerminatedFormOfMatchingLength) {
 }
 
 // Faults: a conversion in the single-byte locale, bytes counted as units, a
-// form built into a copy or rebuilt per read.
-TEST(StringBlock, LengthQueriesBuildFormsOnlyInTheMultibyteLocale) {
+// form built into a copy or rebuilt per read, a length read from a dropped
+// form's field, a multibyte buffer of capacity + 1 bytes (asan).
+TEST(StringBlock, LengthsAndRoomOfTheForms) {
   const MultibyteSample sample = Sample();
   const bool multibyte = MultibyteLocale();
   enum Builds { kNothing, kWide, kMbs };
@@ -385,12 +377,7 @@ TEST(StringBlock, LengthQueriesBuildFormsOnlyInTheMultibyteLocale) {
       EXPECT_EQ(sample.byteLength, A::MbsLength(a));
     }
   }
-}
-
-// Faults: a length read from a dropped form's field, a multibyte buffer of
-// capacity + 1 bytes (asan).
-TEST(StringBlock, MultibyteLocaleLengthsAndRoom) {
-  if (!MultibyteLocale()) GTEST_SKIP() << "multibyte locale only";
+  if (!MultibyteLocale()) return;
   CKZString mbs("ab", 5);
   EXPECT_EQ(u"ab", W(mbs));
   std::free(A::TakeMbs(mbs));
@@ -399,8 +386,6 @@ TEST(StringBlock, MultibyteLocaleLengthsAndRoom) {
   EXPECT_EQ("ab", M(wide));
   std::free(A::TakeWide(wide));
   EXPECT_EQ(2u, wide.Length());
-
-  const MultibyteSample sample = Sample();
   for (AttachOp op :
        {AttachOp::kCrtWide, AttachOp::kOleWide, AttachOp::kBstr}) {
     SCOPED_TRACE(static_cast<int>(op));

@@ -242,8 +242,9 @@ TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
 }
 
 // Faults: a unit above 0xFF narrowed to its low byte, a byte of 0x80 widened, a
-// zero passed, a lane late.
-TEST(UnitScan, AsciiPrefixesStopAtTheFirstUnitThatIsntAscii) {
+// zero passed, a lane late, a read past the terminator, the limit or the form,
+// units after a zero copied, padding or terminator not written.
+TEST(UnitScan, AsciiPrefixesLengthAndFormCopy) {
   const WCHAR wideStops[] = {0, 0x80, 0x0100, 0x0141, 0xFFFF};
   const char byteStops[] = {0, '\x80', '\xFF'};
   for (const Flavour& f : kFlavours) {
@@ -273,11 +274,6 @@ TEST(UnitScan, AsciiPrefixesStopAtTheFirstUnitThatIsntAscii) {
       }
     }
   }
-}
-
-// Faults: a unit read past the terminator or the limit, or past the form;
-// units after a zero copied; padding or terminator not written.
-TEST(UnitScan, BoundedLengthAndFormCopyReadNothingPastTheText) {
   for (std::size_t n = 0; n <= kMaxLength; ++n) {
     for (std::size_t limit :
          {std::size_t{0}, n / 2, n, n + 1, std::size_t{0x7FFFFFFF}}) {
