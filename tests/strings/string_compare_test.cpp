@@ -124,8 +124,7 @@ TEST(StringCompare, OperatorsOrderNullEmptyAndText) {
 // Faults: the wrong form built or compared, bytes compared as signed chars, a
 // shared block read.
 TEST(StringCompare, EncodingFollowsTheFormsPresent) {
-  // x against y, y given by its wide text and what the conversion makes of
-  // it.
+  // x before or after y: by units one way, by bytes the other.
   SameText x, y;
   int byteOrder = -1, wideOrder = 1;
   const MultibyteSample sample = Sample();

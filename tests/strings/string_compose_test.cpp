@@ -22,9 +22,12 @@ using Module =
 Module OpenCatalog() {
   return Module(LoadLibraryW(TestCatalogName()), FreeLibrary);
 }
-// Compose starts at 512 + R (R where larger), VCompose at the size given (1 for
-// 0). Faults: a wrong first size, the size doubled instead of the capacity, a
-// text that fills the limit taken for a fit.
+
+// Compose starts at 512 + R (R where larger), VCompose at the size given (1
+// for 0), LoadStringW at the size given (64 for 0 or 0xFFFFFFFF) and takes
+// another pass for 127 units, which may be a cut text. Faults: a wrong first
+// size, the size doubled instead of the capacity, a text that fills the limit
+// taken for a fit.
 TEST(PerProcessBlockSize, ComposeCapacity) {
   std::uint32_t r = 0;
   ASSERT_TRUE(ExpectedBlockSize(&r));
@@ -76,6 +79,40 @@ TEST(PerProcessBlockSize, ComposeCapacity) {
     EXPECT_EQ(row.length, A::WideLength(wide));
     EXPECT_EQ(U(text), W(A::WideBuffer(wide)));
   }
+  const Module catalog = OpenCatalog();
+  ASSERT_NE(nullptr, catalog.get());
+  struct LoadRow {
+    const char* name;
+    std::uint32_t blockSize;
+    UINT id;
+    UINT size;
+    std::size_t length;
+    std::uint32_t capacity;
+  } loads[] = {
+      {"126 units fit a block of 128", 64, kIdText126, 64, 126, 128},
+      {"127 units take a second pass", 64, kIdText127, 64, 127, 320},
+      {"size 0 means 64", 64, kIdText126, 0, 126, 128},
+      {"size 0xFFFFFFFF means 64", 64, kIdText126, 0xFFFFFFFFu, 126, 128},
+      {"size 1 gives the initial capacity", 64, kIdZero, 1, 4, 64},
+      {"259 units: 128, then 320", 64, kIdText259, 0, 259, 320},
+      {"600 units: 128, 320, 704", 64, kIdText600, 0, 600, 704},
+      {"1100 units: up to 1472", 64, kIdText1100, 0, 1100, 1472},
+      {"missing string, capacity 1 then 2", 0, kIdMissingInBlock, 1, 0, 2},
+      {"4 units: 1, 2, 4, 8", 0, kIdZero, 1, 4, 8},
+  };
+  for (const LoadRow& row : loads) {
+    if (row.blockSize != r) continue;
+    ++ran;
+    SCOPED_TRACE(row.name);
+    CKZString s;
+    EXPECT_TRUE(s.LoadStringW(catalog.get(), row.id, row.size));
+    EXPECT_EQ(row.capacity, A::Capacity(s));
+    EXPECT_EQ(row.length, A::WideLength(s));
+    const std::u16string expected =
+        row.id == kIdZero ? u"zero" : Pattern(row.length);
+    EXPECT_EQ(expected, W(A::WideBuffer(s)));
+  }
+  EXPECT_NE(0, ran) << "no capacities for block size " << r;
   EXPECT_NE(0, ran) << "no capacities for block size " << r;
 }
 
@@ -90,8 +127,7 @@ TEST(Compose, ResultsPassesAndRejectedFormats) {
       for (const char* format : {"[%s]", ""}) {
         SCOPED_TRACE(std::string(wide ? "wide " : "multibyte ") + format +
                      (reused ? ", reused" : ""));
-        // Before: the other encoding's text, or a composed block of the
-        // format's encoding with the other form beside it.
+        // Before: the other encoding, or a composed block with both forms.
         CKZString s = Make("former", wide ? kMbs : kWide);
         if (reused) {
           if (wide) {
@@ -141,48 +177,6 @@ TEST(Compose, ResultsPassesAndRejectedFormats) {
   EXPECT_TRUE(A::IsNull(a));
   c.Compose(OLESTR("%2147483647d"), 1);
   EXPECT_TRUE(A::IsNull(c));
-}
-
-// 127 units may be a cut text, so they take another pass. Faults: the size
-// doubled, size 0, 1 or 0xFFFFFFFF taken literally.
-TEST(PerProcessBlockSize, LoadStringCapacity) {
-  std::uint32_t r = 0;
-  ASSERT_TRUE(ExpectedBlockSize(&r));
-  const Module catalog = OpenCatalog();
-  ASSERT_NE(nullptr, catalog.get());
-  struct Row {
-    const char* name;
-    std::uint32_t blockSize;
-    UINT id;
-    UINT size;
-    std::size_t length;
-    std::uint32_t capacity;
-  } rows[] = {
-      {"126 units fit a block of 128", 64, kIdText126, 64, 126, 128},
-      {"127 units take a second pass", 64, kIdText127, 64, 127, 320},
-      {"size 0 means 64", 64, kIdText126, 0, 126, 128},
-      {"size 0xFFFFFFFF means 64", 64, kIdText126, 0xFFFFFFFFu, 126, 128},
-      {"size 1 gives the initial capacity", 64, kIdZero, 1, 4, 64},
-      {"259 units: 128, then 320", 64, kIdText259, 0, 259, 320},
-      {"600 units: 128, 320, 704", 64, kIdText600, 0, 600, 704},
-      {"1100 units: up to 1472", 64, kIdText1100, 0, 1100, 1472},
-      {"missing string, capacity 1 then 2", 0, kIdMissingInBlock, 1, 0, 2},
-      {"4 units: 1, 2, 4, 8", 0, kIdZero, 1, 4, 8},
-  };
-  int ran = 0;
-  for (const Row& row : rows) {
-    if (row.blockSize != r) continue;
-    ++ran;
-    SCOPED_TRACE(row.name);
-    CKZString s;
-    EXPECT_TRUE(s.LoadStringW(catalog.get(), row.id, row.size));
-    EXPECT_EQ(row.capacity, A::Capacity(s));
-    EXPECT_EQ(row.length, A::WideLength(s));
-    const std::u16string expected =
-        row.id == kIdZero ? u"zero" : Pattern(row.length);
-    EXPECT_EQ(expected, W(A::WideBuffer(s)));
-  }
-  EXPECT_NE(0, ran) << "no capacities for block size " << r;
 }
 
 // Faults: null for a missing string, the former text or form kept, a wrong

@@ -3,6 +3,7 @@
 // (asan), a half edit, a changed sharer, a result neither failed nor full.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -158,8 +159,7 @@ struct Operation {
   const char* name;
   Kind kind;
   void (*run)(V& s, O& o, R& r);
-  // Edits and replacements: the number a failure returns; queries: an answer
-  // allowed when a form could not be built (kAny: none, it must be exact).
+  // The number a failed edit returns, or a query's answer without its form.
   long long failAnswer = kAny;
 };
 
@@ -220,8 +220,7 @@ const Operation kOperations[] = {
     {"AllocBSTR", kCopy, [](V& s, O&, R& r) { r.bstr = s.AllocBSTR(); }},
     {"copy wide", kCopy, [](V& s, O&, R& r) { s.GetBufferCopy(&r.wideCopy); }},
     {"copy mbs", kCopy, [](V& s, O&, R& r) { s.GetBufferCopy(&r.mbsCopy); }},
-    // Queries: lengths are exact; a value that can't be read sorts first,
-    // equals nothing and holds nothing.
+    // A value that can't be read sorts first, equals and holds nothing.
     {"Length", kMeasure, [](V& s, O&, R& r) { r.number = s.Length(); }},
     {"MbsLength", kMeasure, [](V& s, O&, R& r) { r.number = s.MbsLength(); }},
     {"IsEmpty", kMeasure, [](V& s, O&, R& r) { r.number = s.IsEmpty(); }},
@@ -252,17 +251,14 @@ unsigned RunWithFailures(const Fixture& fixture, bool shared,
       NoInjectedFailures setup;
       s = fixture.make();
       if (shared) sharer = s;
-      operands.wide = OLESTR(" and more");
-      operands.mbs = " and more";
-      operands.module = module;
+      operands = {V(OLESTR(" and more")), V(" and more"), module};
       before = Take(s);
       sharerBefore = Take(sharer);
     }
     R result;
     op.run(s, operands, result);
     const bool fired = InjectedFailureFired();
-    // Another value that shares the block never changes. Its count goes down
-    // by the value that leaves it, or up by a new value that shares it.
+    // A sharer's count goes down by the value that leaves, up by a new sharer.
     const bool sharesResult =
         A::Block(s) != nullptr && A::Block(result.value) == A::Block(s);
     EXPECT_TRUE(AsBefore(sharerBefore, sharer,
@@ -270,7 +266,6 @@ unsigned RunWithFailures(const Fixture& fixture, bool shared,
         << "the sharer";
     bool failed = false;
     if (op.kind == kEdit || op.kind == kReplace) {
-      // Either all of the edit or nothing of it.
       failed = fired && (op.kind == kEdit ? AsBefore(before, s, before.refCount)
                                           : A::IsNull(s));
       if (failed && op.failAnswer != kAny) {
@@ -286,7 +281,6 @@ unsigned RunWithFailures(const Fixture& fixture, bool shared,
       } else if (op.kind == kConversion || op.kind == kCopy) {
         failed = fired && result.Empty();
         if (failed && op.kind == kConversion && A::Block(s) != nullptr) {
-          // Nothing built either.
           EXPECT_EQ(!before.wide.empty(), A::HasWide(s));
           EXPECT_EQ(!before.mbs.empty(), A::HasMbs(s));
         }
@@ -315,12 +309,10 @@ TEST(StringOutOfMemory, EveryOperationWithEachAllocationFailing) {
       for (bool shared : {false, true}) {
         SCOPED_TRACE(std::string(op.name) + " on " + fixture.name +
                      (shared ? ", shared" : ""));
-        const unsigned count = RunWithFailures(fixture, shared, op, module);
-        if (count > most) most = count;
+        most = std::max(most, RunWithFailures(fixture, shared, op, module));
       }
     }
-    // Every operation allocates on some fixture: a hook left out would
-    // leave its paths untried.
+    // An operation that never allocates would leave its failure paths untried.
     if (op.kind == kMeasure && !MultibyteLocale()) {
       EXPECT_EQ(0u, most) << op.name;
     } else {

@@ -101,8 +101,7 @@ TEST(StringNullEmpty, EveryWayOfMakingAString) {
     EXPECT_EQ(wide, copies.wide);
     EXPECT_EQ(mbs, copies.mbs);
   }
-  // Text beyond ASCII: each form's own copies, and in the multibyte locale
-  // the other form's too; GetBufferCopy with a null argument does nothing.
+  // Copies of text beyond ASCII; a null argument to GetBufferCopy.
   const MultibyteSample sample = Sample();
   const bool multibyte = MultibyteLocale();
   CKZString wideSample(sample.wide), mbsSample(sample.bytes);

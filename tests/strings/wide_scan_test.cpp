@@ -137,8 +137,7 @@ TEST(WideScan, PairScansStopAtTheFirstPairTheyCantPass) {
       {"high byte differs", kSame, kFill, kFill ^ 0x0100, true},
       {"low byte differs", kSame, kFill, kFill ^ 0x0001, true},
   };
-  // Background pairs that each scan passes: equal units, for the fold a
-  // letter in two cases.
+  // Background pairs that each scan passes.
   const WCHAR background[][2] = {{kFill, kFill}, {'q', 'Q'}, {kFill, kFill}};
   for (const Flavour& f : kFlavours) {
     for (std::size_t n = 0; n <= kMaxLength; ++n) {
