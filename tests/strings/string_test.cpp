@@ -332,26 +332,24 @@ TEST(StringBlock, LengthsAndRoomOfTheForms) {
   const MultibyteSample sample = Sample();
   const bool multibyte = MultibyteLocale();
   enum Builds { kNothing, kWide, kMbs };
+  using Q = const CKZString&;
   struct Row {
     const char* name;
     bool fromWide;
-    ULONG (*query)(const CKZString&);
+    ULONG (*query)(Q);
     ULONG singleByte, multiByte;  // the result in either locale
     Builds builds;                // what the multibyte locale builds
   } rows[] = {
-      {"Length of multibyte text", false,
-       [](const CKZString& s) { return s.Length(); }, sample.byteLength, 3,
-       kWide},
+      {"Length of multibyte text", false, [](Q s) { return s.Length(); },
+       sample.byteLength, 3, kWide},
       {"IsEmpty of multibyte text", false,
-       [](const CKZString& s) { return ULONG{s.IsEmpty()}; }, 0, 0, kWide},
-      {"MbsLength of wide text", true,
-       [](const CKZString& s) { return s.MbsLength(); }, 3, sample.byteLength,
-       kMbs},
-      {"Length of wide text", true,
-       [](const CKZString& s) { return s.Length(); }, 3, 3, kNothing},
-      {"MbsLength of multibyte text", false,
-       [](const CKZString& s) { return s.MbsLength(); }, sample.byteLength,
-       sample.byteLength, kNothing},
+       [](Q s) { return ULONG{s.IsEmpty()}; }, 0, 0, kWide},
+      {"MbsLength of wide text", true, [](Q s) { return s.MbsLength(); }, 3,
+       sample.byteLength, kMbs},
+      {"Length of wide text", true, [](Q s) { return s.Length(); }, 3, 3,
+       kNothing},
+      {"MbsLength of multibyte text", false, [](Q s) { return s.MbsLength(); },
+       sample.byteLength, sample.byteLength, kNothing},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -427,13 +425,9 @@ TEST(StringBlock, AttachRecordsTheAllocatorOfEachBuffer) {
         if (rebuild) {
           void* dropped = wide ? static_cast<void*>(A::TakeWide(s))
                                : static_cast<void*>(A::TakeMbs(s));
-          if (kind == kBstr) {
-            SysFreeString(static_cast<BSTR>(dropped));
-          } else if (kind == kOle) {
-            CoTaskMemFree(dropped);
-          } else {
-            std::free(dropped);
-          }
+          kind == kBstr  ? SysFreeString(static_cast<BSTR>(dropped))
+          : kind == kOle ? CoTaskMemFree(dropped)
+                         : std::free(dropped);
           EXPECT_EQ("abcd", M(s));
           EXPECT_EQ(u"abcd", W(s));
           EXPECT_EQ(kCrt, wide ? A::WideKind(s) : A::MbsKind(s));
