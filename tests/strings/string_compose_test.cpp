@@ -1,35 +1,36 @@
-// Composition: the formatter writes straight into a new block, which is
-// thrown away for one of twice the capacity while the text doesn't fit.
+// Composition and LoadStringW: a new block, doubled while the text doesn't fit.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <type_traits>
 
+#include "fixtures/test_catalog.h"
 #include "strings/string_test_util.h"
 #include "test_support.h"
 
 namespace {
 
 using A = CKZStringTestAccess;
-using kztest::M;
-using kztest::W;
-using kztest::Widen;
+using namespace kztest;
 
-std::u16string U(const std::string& ascii) {
-  return std::u16string(ascii.begin(), ascii.end());
+// The test catalog, loaded for one test.
+using Module =
+    std::unique_ptr<std::remove_pointer_t<HMODULE>, decltype(&FreeLibrary)>;
+Module OpenCatalog() {
+  return Module(LoadLibraryW(TestCatalogName()), FreeLibrary);
 }
 
-// The capacities of the passes, per initial block size R (CTest runs one
-// process per size). Compose starts at 512 + R, or R where R is larger,
-// then asks twice the failed capacity; VCompose with size 0 would start at
-// capacity 0, which doubling never leaves, so it starts at 1. Catches a
-// first size other than 512, doubling the size instead of the capacity, a
-// text that fills the limit taken for one that doesn't fit, and a
-// terminator missing from the spare position.
+// Compose starts at 512 + R (R where larger), VCompose at the size given (1
+// for 0), LoadStringW at the size given (64 for 0 or 0xFFFFFFFF) and takes
+// another pass for 127 units, which may be a cut text. Faults: a wrong first
+// size, the size doubled instead of the capacity, a text that fills the limit
+// taken for a fit.
 TEST(PerProcessBlockSize, ComposeCapacity) {
   std::uint32_t r = 0;
-  ASSERT_TRUE(kztest::ExpectedBlockSize(&r));
+  ASSERT_TRUE(ExpectedBlockSize(&r));
   const ULONG kCompose = 0xFFFFFFFFu;  // Compose, not VCompose
   struct Row {
     std::uint32_t blockSize;
@@ -59,7 +60,7 @@ TEST(PerProcessBlockSize, ComposeCapacity) {
     SCOPED_TRACE("size " + std::to_string(row.size) + ", length " +
                  std::to_string(row.length));
     const std::string text(row.length, 'x');
-    const kztest::WString units = Widen(text);
+    const WString units = Widen(text);
     CKZString narrow("former");
     CKZString wide(OLESTR("former"));
     if (row.size == kCompose) {
@@ -78,37 +79,56 @@ TEST(PerProcessBlockSize, ComposeCapacity) {
     EXPECT_EQ(row.length, A::WideLength(wide));
     EXPECT_EQ(U(text), W(A::WideBuffer(wide)));
   }
+  const Module catalog = OpenCatalog();
+  ASSERT_NE(nullptr, catalog.get());
+  struct LoadRow {
+    const char* name;
+    std::uint32_t blockSize;
+    UINT id;
+    UINT size;
+    std::size_t length;
+    std::uint32_t capacity;
+  } loads[] = {
+      {"126 units fit a block of 128", 64, kIdText126, 64, 126, 128},
+      {"127 units take a second pass", 64, kIdText127, 64, 127, 320},
+      {"size 0 means 64", 64, kIdText126, 0, 126, 128},
+      {"size 0xFFFFFFFF means 64", 64, kIdText126, 0xFFFFFFFFu, 126, 128},
+      {"size 1 gives the initial capacity", 64, kIdZero, 1, 4, 64},
+      {"259 units: 128, then 320", 64, kIdText259, 0, 259, 320},
+      {"600 units: 128, 320, 704", 64, kIdText600, 0, 600, 704},
+      {"1100 units: up to 1472", 64, kIdText1100, 0, 1100, 1472},
+      {"missing string, capacity 1 then 2", 0, kIdMissingInBlock, 1, 0, 2},
+      {"4 units: 1, 2, 4, 8", 0, kIdZero, 1, 4, 8},
+  };
+  for (const LoadRow& row : loads) {
+    if (row.blockSize != r) continue;
+    ++ran;
+    SCOPED_TRACE(row.name);
+    CKZString s;
+    EXPECT_TRUE(s.LoadStringW(catalog.get(), row.id, row.size));
+    EXPECT_EQ(row.capacity, A::Capacity(s));
+    EXPECT_EQ(row.length, A::WideLength(s));
+    const std::u16string expected =
+        row.id == kIdZero ? u"zero" : Pattern(row.length);
+    EXPECT_EQ(expected, W(A::WideBuffer(s)));
+  }
+  EXPECT_NE(0, ran) << "no capacities for block size " << r;
   EXPECT_NE(0, ran) << "no capacities for block size " << r;
 }
 
-// A later pass reads the arguments from the first one again. Catches an
-// argument list consumed by the pass that didn't fit.
-TEST(Compose, EveryPassReadsTheArgumentsFromTheStart) {
-  const std::string head(700, 'h');
-  CKZString s;
-  s.Compose("%s|%d|%s", head.c_str(), 42, "tail");
-  EXPECT_EQ(head + "|42|tail", M(s));
-  s.Compose(OLESTR("%s|%d|%s"), Widen(head).c_str(), 42, OLESTR("tail"));
-  EXPECT_EQ(U(head + "|42|tail"), W(s));
-}
-
-// The result holds the format's encoding only, with the length fields of a
-// new block (the absent form's gets the count in a single-byte locale, 0 in
-// a multibyte one), also where the value's own composed block is written
-// again; an empty result is empty, not null. Faults: a form of the former
-// text left behind, a count of 0 taken for a failure, a byte count set as
-// the wide length in a multibyte locale.
-TEST(Compose, ResultHasOnlyTheFormatsEncoding) {
-  const bool mb = kztest::MultibyteLocale();
+// Faults: a form of the former text left, count 0 taken for a failure, a byte
+// count set as the wide length, arguments consumed by a pass that didn't fit,
+// an edit of the shared block, a freed argument, a retry loop on a format
+// rejected on every pass (a lone surrogate, a field too wide).
+TEST(Compose, ResultsPassesAndRejectedFormats) {
+  const bool mb = MultibyteLocale();
   for (bool wide : {true, false}) {
     for (bool reused : {false, true}) {
       for (const char* format : {"[%s]", ""}) {
         SCOPED_TRACE(std::string(wide ? "wide " : "multibyte ") + format +
                      (reused ? ", reused" : ""));
-        // Before: the other encoding's text, or a composed block of the
-        // format's encoding with the other form beside it.
-        CKZString s =
-            kztest::Make("former", wide ? kztest::kMbsOnly : kztest::kWideOnly);
+        // Before: the other encoding, or a composed block with both forms.
+        CKZString s = Make("former", wide ? kMbs : kWide);
         if (reused) {
           if (wide) {
             s.Compose(OLESTR("%s"), OLESTR("former"));
@@ -126,8 +146,7 @@ TEST(Compose, ResultHasOnlyTheFormatsEncoding) {
         const std::string text = *format == 0 ? "" : "[ab]";
         const std::uint32_t length = static_cast<std::uint32_t>(text.size());
         ASSERT_FALSE(A::IsNull(s));
-        EXPECT_EQ(wide ? kztest::kWideOnly : kztest::kMbsOnly,
-                  kztest::FormsOf(s));
+        EXPECT_EQ(wide ? kWide : kMbs, FormsOf(s));
         EXPECT_EQ(length, wide ? A::WideLength(s) : A::MbsLength(s));
         EXPECT_EQ(mb ? 0 : length, wide ? A::MbsLength(s) : A::WideLength(s));
         EXPECT_EQ(text, M(s));
@@ -135,43 +154,58 @@ TEST(Compose, ResultHasOnlyTheFormatsEncoding) {
     }
   }
   if (mb) {
-    const kztest::MultibyteSample sample = kztest::Sample();
+    const MultibyteSample sample = Sample();
     CKZString s;
     s.Compose("%s", sample.bytes);
     EXPECT_EQ(sample.byteLength, A::MbsLength(s));
     EXPECT_EQ(3u, s.Length());  // builds the wide form from the bytes
   }
-}
-
-// A format the formatter rejects on every pass leaves the value null and
-// returns. Catches a retry loop that doubles until memory runs out.
-TEST(Compose, RejectedFormatLeavesTheValueNull) {
-  // 16-bit text with a lone surrogate has no bytes in any locale.
-  CKZString s("old");
-  s.Compose("[%ls]", OLESTR("a\xD800"));
-  EXPECT_TRUE(A::IsNull(s));
-  // A field wider than the formatter lays out in an int.
-  CKZString w(OLESTR("old"));
-  w.Compose(OLESTR("%2147483647d"), 1);
-  EXPECT_TRUE(A::IsNull(w));
-}
-
-// The value lets go of its block before formatting; a value that shared it
-// keeps its text, which may even be an argument. Catches an edit of the
-// shared block and a release that frees text still in use.
-TEST(Compose, SharedBlockKeepsTheOthersText) {
-  CKZString a("hello");
+  const std::string head(700, 'h');
+  CKZString a(head.c_str());
   CKZString b = a;
-  b.Compose("[%s]", static_cast<const char*>(b));
-  EXPECT_EQ("[hello]", M(b));
-  EXPECT_EQ("hello", M(a));
+  b.Compose("%s|%d|%s", static_cast<const char*>(b), 42, "tail");
+  EXPECT_EQ(head + "|42|tail", M(b));
+  EXPECT_EQ(head, M(a));
   EXPECT_EQ(1u, A::RefCount(a));
-
-  CKZString c(OLESTR("hello"));
+  CKZString c(Widen(head).c_str());
   CKZString d = c;
-  d.Compose(OLESTR("[%s]"), static_cast<const WCHAR*>(d));
-  EXPECT_EQ(u"[hello]", W(d));
-  EXPECT_EQ(u"hello", W(c));
+  d.Compose(OLESTR("%s|%d|%s"), static_cast<const WCHAR*>(d), 42,
+            OLESTR("tail"));
+  EXPECT_EQ(U(head + "|42|tail"), W(d));
+  EXPECT_EQ(U(head), W(c));
+  a.Compose("[%ls]", OLESTR("a\xD800"));
+  EXPECT_TRUE(A::IsNull(a));
+  c.Compose(OLESTR("%2147483647d"), 1);
+  EXPECT_TRUE(A::IsNull(c));
+}
+
+// Faults: null for a missing string, the former text or form kept, a wrong
+// multibyte length.
+TEST(StringLoad, ResultIsAWideOnlyBlock) {
+  const Module catalog = OpenCatalog();
+  ASSERT_NE(nullptr, catalog.get());
+  struct Row {
+    const char* name;
+    HMODULE module;
+    UINT id;
+    std::u16string text;
+  } rows[] = {
+      {"missing in a block", catalog.get(), kIdMissingInBlock, u""},
+      {"missing block", catalog.get(), kIdMissingBlock, u""},
+      {"empty string", catalog.get(), kIdEmpty, u""},
+      {"no module", nullptr, kIdHello, u""},
+      {"text", catalog.get(), kIdNonAscii, NonAsciiText()},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    CKZString s("former");
+    EXPECT_TRUE(s.LoadStringW(row.module, row.id));
+    EXPECT_EQ(kWide, FormsOf(s));
+    EXPECT_EQ(1u, A::RefCount(s));
+    EXPECT_EQ(row.text, W(A::WideBuffer(s)));
+    EXPECT_EQ(row.text.size(), A::WideLength(s));
+    EXPECT_EQ(MultibyteLocale() ? 0u : row.text.size(), A::MbsLength(s));
+  }
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
-// CKZString lifetime and access: null versus empty, sharing, conversions.
+// CKZString lifetime and access: the block, null and empty, sharing.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "strings/string_test_util.h"
@@ -9,52 +12,68 @@
 namespace {
 
 using A = CKZStringTestAccess;
-using kztest::M;
-using kztest::W;
+using namespace kztest;
 
-// Every way of making a string lands on null or on an empty block, and each
-// reading answers accordingly; the old text is let go while a sharer keeps
-// it. Faults: null and empty mixed up, a count of 0 taken as "whole text",
-// an Attach that keeps the old text on a null one, a stale output pointer.
+// The texts AllocBSTR and GetBufferCopy hand out, each copy freed.
+struct Copies {
+  std::u16string bstr;
+  UINT bstrLength;
+  std::u16string wide;
+  std::string mbs;
+};
+Copies CopiesOf(CKZString& s) {
+  BSTR bstr = s.AllocBSTR();
+  WCHAR staleUnit = 'x';
+  char stale = 'x';
+  WCHAR* wide = &staleUnit;  // must be overwritten, with nullptr if need be
+  char* mbs = &stale;
+  s.GetBufferCopy(&wide);
+  s.GetBufferCopy(&mbs);
+  Copies copies = {W(bstr), SysStringLen(bstr), W(wide), M(mbs)};
+  SysFreeString(bstr);
+  CoTaskMemFree(wide);
+  CoTaskMemFree(mbs);
+  return copies;
+}
+
+// Faults: null and empty mixed up, count 0 taken as the whole text, a stale
+// output pointer, a copy sized past a zero, a BSTR made from the bytes.
 TEST(StringNullEmpty, EveryWayOfMakingAString) {
   using C = const char*;
+  using S = CKZString&;
+  using V = CKZString;
   using CW = const WCHAR*;
   struct Row {
     const char* name;
     void (*make)(CKZString& s);  // s holds a wide text before
-    bool null;
+    const char* text;            // nullptr: a null string
   } rows[] = {
-      {"default", [](CKZString& s) { s = CKZString(); }, true},
-      {"null text", [](CKZString& s) { s = CKZString(C()); }, true},
-      {"null wide text", [](CKZString& s) { s = CKZString(CW()); }, true},
-      {"null text, count 5", [](CKZString& s) { s = CKZString(C(), 5); }, true},
-      {"null wide, count 5", [](CKZString& s) { s = CKZString(CW(), 5); },
-       true},
-      {"null text assigned", [](CKZString& s) { s = C(); }, true},
+      {"default", [](S s) { s = V(); }, nullptr},
+      {"null text", [](S s) { s = V(C()); }, nullptr},
+      {"null wide text", [](S s) { s = V(CW()); }, nullptr},
+      {"null, count 5", [](S s) { s = V(C(), 5); }, nullptr},
+      {"null wide, count 5", [](S s) { s = V(CW(), 5); }, nullptr},
+      {"null text assigned", [](S s) { s = C(); }, nullptr},
       {"null wide text assigned over multibyte",
-       [](CKZString& s) {
-         s = "old";
-         s = CW();
-       },
-       true},
-      {"Attach_CRT null", [](CKZString& s) { s.Attach_CRT(C()); }, true},
-      {"Attach_OLE null wide", [](CKZString& s) { s.Attach_OLE(CW()); }, true},
-      {"Attach_BSTR null", [](CKZString& s) { s.Attach_BSTR(nullptr); }, true},
-      {"Empty", [](CKZString& s) { s.Empty(); }, true},
-      {"empty text", [](CKZString& s) { s = CKZString(""); }, false},
-      {"empty wide text", [](CKZString& s) { s = CKZString(OLESTR("")); },
-       false},
-      {"count 0", [](CKZString& s) { s = CKZString("abc", 0); }, false},
-      {"wide, count 0", [](CKZString& s) { s = CKZString(OLESTR("ab"), 0); },
-       false},
-      {"empty text assigned", [](CKZString& s) { s = ""; }, false},
-      {"empty wide text assigned", [](CKZString& s) { s = OLESTR(""); }, false},
-      {"Attach_CRT empty",
-       [](CKZString& s) { s.Attach_CRT(kztest::MallocMbs("")); }, false},
-      {"Attach_OLE empty wide",
-       [](CKZString& s) { s.Attach_OLE(kztest::OleWide(OLESTR(""))); }, false},
-      {"Attach_BSTR empty",
-       [](CKZString& s) { s.Attach_BSTR(kztest::Bstr(OLESTR(""))); }, false},
+       [](S s) { s = V("old") = CW(); }, nullptr},
+      {"Attach_CRT null", [](S s) { s.Attach_CRT(C()); }, nullptr},
+      {"Attach_OLE null wide", [](S s) { s.Attach_OLE(CW()); }, nullptr},
+      {"Attach_BSTR null", [](S s) { s.Attach_BSTR(nullptr); }, nullptr},
+      {"Empty", [](S s) { s.Empty(); }, nullptr},
+      {"empty text", [](S s) { s = V(""); }, ""},
+      {"empty wide text", [](S s) { s = V(OLESTR("")); }, ""},
+      {"count 0", [](S s) { s = V("abc", 0); }, ""},
+      {"wide, count 0", [](S s) { s = V(OLESTR("ab"), 0); }, ""},
+      {"empty text assigned", [](S s) { s = ""; }, ""},
+      {"empty wide text assigned", [](S s) { s = OLESTR(""); }, ""},
+      {"Attach_CRT empty", [](S s) { s.Attach_CRT(MallocMbs("")); }, ""},
+      {"Attach_OLE empty wide", [](S s) { s.Attach_OLE(OleWide(OLESTR(""))); },
+       ""},
+      {"Attach_BSTR empty", [](S s) { s.Attach_BSTR(Bstr(OLESTR(""))); }, ""},
+      {"wide text", [](S s) { s = V(OLESTR("text")); }, "text"},
+      {"multibyte text", [](S s) { s = V("text"); }, "text"},
+      {"wide, zero inside", [](S s) { s = V(OLESTR("ab"), 5); }, "ab"},
+      {"multibyte, zero inside", [](S s) { s = V("ab", 5); }, "ab"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -63,38 +82,50 @@ TEST(StringNullEmpty, EveryWayOfMakingAString) {
     row.make(s);
     EXPECT_EQ(1u, A::RefCount(sharer));
     EXPECT_EQ(u"old text", W(sharer));
-    EXPECT_EQ(row.null, A::IsNull(s));
-    EXPECT_TRUE(s.IsEmpty());
-    EXPECT_EQ(0u, s.Length());
-    EXPECT_EQ(0u, s.MbsLength());
+    const bool empty = row.text == nullptr || *row.text == 0;
+    EXPECT_EQ(row.text == nullptr, A::IsNull(s));
+    EXPECT_EQ(empty, s.IsEmpty());
+    if (empty) {
+      EXPECT_EQ(0u, s.Length());
+      EXPECT_EQ(0u, s.MbsLength());
+    }
     EXPECT_TRUE(static_cast<GUID>(s) == GUID_NULL);
-    const std::string mbs = row.null ? "(null)" : "";
+    const std::string mbs = M(row.text);
     const std::u16string wide(mbs.begin(), mbs.end());
     EXPECT_EQ(mbs, M(s));
     EXPECT_EQ(wide, W(s));
-    BSTR bstr = s.AllocBSTR();
-    WCHAR staleUnit = 'x';
-    char stale = 'x';
-    WCHAR* wideCopy = &staleUnit;
-    char* mbsCopy = &stale;
-    s.GetBufferCopy(&wideCopy);
-    s.GetBufferCopy(&mbsCopy);
-    EXPECT_EQ(wide, W(bstr));
-    EXPECT_EQ(0u, SysStringLen(bstr));
-    EXPECT_EQ(wide, W(wideCopy));
-    EXPECT_EQ(mbs, M(mbsCopy));
-    SysFreeString(bstr);
-    CoTaskMemFree(wideCopy);
-    CoTaskMemFree(mbsCopy);
+    const Copies copies = CopiesOf(s);
+    EXPECT_EQ(wide, copies.bstr);
+    EXPECT_EQ(row.text == nullptr ? 0 : std::strlen(row.text),
+              copies.bstrLength);
+    EXPECT_EQ(wide, copies.wide);
+    EXPECT_EQ(mbs, copies.mbs);
   }
+  // Copies of text beyond ASCII; a null argument to GetBufferCopy.
+  const MultibyteSample sample = Sample();
+  const bool multibyte = MultibyteLocale();
+  CKZString wideSample(sample.wide), mbsSample(sample.bytes);
+  const Copies fromWide = CopiesOf(wideSample);
+  EXPECT_EQ(W(sample.wide), fromWide.bstr);
+  EXPECT_EQ(3u, fromWide.bstrLength);
+  EXPECT_EQ(W(sample.wide), fromWide.wide);
+  const Copies fromMbs = CopiesOf(mbsSample);
+  EXPECT_EQ(sample.bytes, fromMbs.mbs);
+  if (multibyte) {
+    EXPECT_EQ(sample.bytes, fromWide.mbs);
+    EXPECT_EQ(W(sample.wide), fromMbs.bstr);
+    EXPECT_EQ(W(sample.wide), fromMbs.wide);
+  }
+  CKZString text("text");
+  text.GetBufferCopy(static_cast<WCHAR**>(nullptr));
+  text.GetBufferCopy(static_cast<char**>(nullptr));
+  EXPECT_EQ(kMbs, FormsOf(text));
 }
 
-// Assigning a string to itself or to a sharer, or the pointer that a
-// conversion of its own block gave (also one the conversion built), changes
-// nothing: same block, same count, same pointer, nothing freed. Faults: an
-// Assign that releases before it acquires, a sharer counted twice, a text
-// copied from the block just released (AddressSanitizer reports it).
-TEST(StringSharing, AssigningWhatItHoldsIsNoChange) {
+// Faults: an Assign that releases before it acquires, a sharer counted twice,
+// text copied from a released block (asan), a copy instead of a share, a
+// shared block freed, a pointer invalidated by another value, a leak.
+TEST(StringSharing, AssignmentsAndSharersLettingGo) {
   for (bool shared : {false, true}) {
     for (bool fromWide : {false, true}) {
       SCOPED_TRACE(std::string(shared ? "shared" : "sole owner") +
@@ -103,7 +134,7 @@ TEST(StringSharing, AssigningWhatItHoldsIsNoChange) {
       CKZString other;
       if (shared) other = s;
       const CKZStringBlock* block = A::Block(s);
-      kztest::AllocCounts counts;
+      AllocCounts counts;
       CKZString& alias = s;
       s = alias;
       if (shared) {
@@ -122,16 +153,7 @@ TEST(StringSharing, AssigningWhatItHoldsIsNoChange) {
       EXPECT_EQ("own", M(s));
     }
   }
-}
-
-// A copy shares the block. Dropping one sharer (Empty, a new text, the end
-// of its scope) leaves the other's block, text and pointers alone and frees
-// nothing; assigning another string frees the old block if it was the last
-// sharer; the last sharer frees every buffer once, a taken-over one by its
-// allocator. Faults: a copy of the text, a shared block freed, a pointer
-// invalidated by another value's assignment, a leak.
-TEST(StringSharing, SharersLetGoOneByOne) {
-  kztest::AllocCounts counts;
+  AllocCounts counts;
   {
     CKZString a(OLESTR("shared"));
     const char* mbs = a;  // both forms: two buffers to free at the end
@@ -155,9 +177,8 @@ TEST(StringSharing, SharersLetGoOneByOne) {
     d = a;
     EXPECT_EQ(1u, counts.Crt());
     EXPECT_EQ(2u, A::RefCount(a));
-
     CKZString attached;
-    attached.Attach_OLE(kztest::OleWide(OLESTR("attached")));
+    attached.Attach_OLE(OleWide(OLESTR("attached")));
     const CKZString copy = attached;
     attached.Empty();
     EXPECT_EQ(0u, counts.Ole());
@@ -167,85 +188,257 @@ TEST(StringSharing, SharersLetGoOneByOne) {
   EXPECT_EQ(1u, counts.Ole());
 }
 
-// A GUID assigned or constructed is its 38-unit text (the platform's, see
-// tests/platform/guid_test.cpp) in a wide-only block and converts back, and
-// leaves a sharer alone; reading a GUID parses the wide form, built from
-// multibyte text if missing, and text that doesn't parse gives GUID_NULL.
-// Faults: a multibyte form made for nothing, a write into a shared block, a
-// parse of the multibyte form, a partly parsed GUID handed back.
+// Faults: a multibyte form made for nothing, a parse of the multibyte form, a
+// partly parsed GUID.
 TEST(StringGuid, ToTextAndBack) {
-  const GUID guid = {0x12345678,
-                     0x9ABC,
-                     0xDEF0,
-                     {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}};
+  const GUID guid = {
+      0x12345678, 0x9ABC, 0xDEF0, {1, 0x23, 0, 0, 0, 0, 0, 0xEF}};
   CKZString assigned("old text");
-  const CKZString sharer = assigned;
   assigned = guid;
-  EXPECT_EQ("old text", M(sharer));
-  EXPECT_EQ(1u, A::RefCount(sharer));
   CKZString constructed(guid);
   for (CKZString* s : {&assigned, &constructed}) {
-    EXPECT_EQ(kztest::kWideOnly, kztest::FormsOf(*s));
-    EXPECT_EQ(u"{12345678-9ABC-DEF0-0123-456789ABCDEF}", W(A::WideBuffer(*s)));
+    EXPECT_EQ(kWide, FormsOf(*s));
+    EXPECT_EQ(u"{12345678-9ABC-DEF0-0123-0000000000EF}", W(A::WideBuffer(*s)));
     EXPECT_EQ(38u, A::WideLength(*s));
     EXPECT_TRUE(static_cast<GUID>(*s) == guid);
-    EXPECT_EQ(kztest::kWideOnly, kztest::FormsOf(*s));
+    EXPECT_EQ(kWide, FormsOf(*s));
   }
-  CKZString lower("{12345678-9abc-def0-0123-456789ABCDEF}");
+  CKZString lower("{12345678-9abc-def0-0123-0000000000ef}");
   EXPECT_TRUE(static_cast<GUID>(lower) == guid);
   EXPECT_TRUE(A::HasWide(lower));
-  CKZString bad("{12345678-9ABC-DEF0-0123-456789ABCDEG}");
+  CKZString bad("{12345678-9ABC-DEF0-0123-0000000000EG}");
   EXPECT_TRUE(static_cast<GUID>(bad) == GUID_NULL);
 }
 
-// AllocBSTR and GetBufferCopy hand out fresh copies of the text up to its
-// first zero, from the wide form (built if missing) or with all the bytes of
-// the multibyte form; GetBufferCopy with a null argument does nothing.
-// Faults: a copy sized by the length field past a zero, a BSTR made from
-// the bytes, a multibyte copy sized by Length(), a write through null.
-TEST(StringCopies, HoldTheWholeText) {
-  CKZString text("text");
-  text.GetBufferCopy(static_cast<WCHAR**>(nullptr));
-  text.GetBufferCopy(static_cast<char**>(nullptr));
-  EXPECT_EQ(kztest::kMbsOnly, kztest::FormsOf(text));
+// Faults: KZ_INITIAL_STRING_BLOCK_SIZE misread, the rule L < R ? R : R + L
+// wrong at L == R, no room for a terminator.
+TEST(PerProcessBlockSize, InitialCapacity) {
+  std::uint32_t r = 0;
+  ASSERT_TRUE(ExpectedBlockSize(&r));
+  CKZString emptyWide(OLESTR(""));
+  CKZString emptyMbs("");
+  EXPECT_EQ(r, A::Capacity(emptyWide));
+  EXPECT_EQ(r, A::Capacity(emptyMbs));
+  EXPECT_EQ("", M(emptyWide));
+  EXPECT_EQ(u"", W(emptyMbs));
+  if (r > 4096) return;  // the rows below make texts of about R characters
+  for (std::uint32_t length : {3u, r == 0 ? 0 : r - 1, r, r + 1}) {
+    SCOPED_TRACE(length);
+    const std::uint32_t capacity = length < r ? r : r + length;
+    EXPECT_EQ(capacity,
+              A::Capacity(CKZString(std::string(length, 'x').c_str())));
+    EXPECT_EQ(capacity, A::Capacity(CKZString(WString(length, 'x').c_str())));
+  }
+}
 
-  const kztest::MultibyteSample sample = kztest::Sample();
-  const bool multibyte = kztest::MultibyteLocale();
+// Faults: a length field left unset, no padding to the count, a conversion past
+// a zero, a block sized by the text, a conversion result of -1 taken as a
+// length, no terminator, an empty form, a byte lost in the C locale.
+TEST(StringBlock, ConstructorsAndConversions) {
+  ASSERT_TRUE(DefaultBlockSize());
+  const ULONG kWhole = 0xFFFFFFFFu;
+  const std::string longText(100, 'x');
   struct Row {
     const char* name;
-    CKZString value;
-    std::u16string wide;  // "": not compared (the C locale's rendering)
-    std::string mbs;
+    const char* text;
+    ULONG count;          // kWhole: the uncounted constructor
+    std::uint32_t given;  // field of the form made
+    std::uint32_t built;  // the other field once its form is built
+    std::uint32_t capacity;
   } rows[] = {
-      {"wide text", CKZString(OLESTR("text")), u"text", "text"},
-      {"multibyte text", CKZString("text"), u"text", "text"},
-      {"wide, zero inside", CKZString(OLESTR("ab"), 5), u"ab", "ab"},
-      {"multibyte, zero inside", CKZString("ab", 5), u"ab", "ab"},
-      {"wide sample", CKZString(sample.wide), W(sample.wide),
-       multibyte ? sample.bytes : ""},
-      {"multibyte sample", CKZString(sample.bytes),
-       multibyte ? W(sample.wide) : u"", sample.bytes},
+      {"text", "abc", kWhole, 3, 3, 64},
+      {"padded to count", "ab", 5, 5, 2, 64},
+      {"count 0", "abc", 0, 0, 0, 64},
+      {"short text, count at R", "ab", 64, 64, 2, 128},
+      {"long text, small count", longText.c_str(), 3, 3, 3, 64},
   };
-  for (Row& row : rows) {
+  for (const Row& row : rows) {
+    for (bool wide : {true, false}) {
+      SCOPED_TRACE(std::string(row.name) + (wide ? ", wide" : ", multibyte"));
+      const WString wideText = Widen(row.text);
+      const bool whole = row.count == kWhole;
+      CKZString s =
+          wide ? (whole ? CKZString(wideText.c_str())
+                        : CKZString(wideText.c_str(), row.count))
+               : (whole ? CKZString(row.text) : CKZString(row.text, row.count));
+      const std::size_t copied =
+          std::min<std::size_t>(std::strlen(row.text), whole ? ~0u : row.count);
+      auto given = [&] { return wide ? A::WideLength(s) : A::MbsLength(s); };
+      auto other = [&] { return wide ? A::MbsLength(s) : A::WideLength(s); };
+      EXPECT_EQ(row.capacity, A::Capacity(s));
+      EXPECT_EQ(row.given, given());
+      EXPECT_EQ(MultibyteLocale() ? 0 : row.given, other());
+      for (std::uint32_t i = 0; i <= row.given; ++i) {  // text, zeros, end
+        EXPECT_EQ(i < copied ? static_cast<unsigned char>(row.text[i]) : 0u,
+                  wide ? A::WideBuffer(s)[i]
+                       : static_cast<unsigned char>(A::MbsBuffer(s)[i]))
+            << "unit " << i;
+      }
+      EXPECT_EQ(std::string(row.text, copied), M(s));
+      EXPECT_EQ(wideText.substr(0, copied),
+                WString(static_cast<const WCHAR*>(s)));
+      EXPECT_EQ(row.built, other());
+      EXPECT_EQ(row.given, given());
+    }
+  }
+  struct ConvRow {
+    const char* bytes;  // multibyte source, or
+    WString units;      // wide source
+  } convRows[] = {
+      {"a\x93", {}},
+      {"\xe6\x97", {}},
+      {"\xc0\xaf", {}},
+      {"\x80\x93\xe6\xfa\xff", {}},
+      {nullptr, Units({0xD800, 'a'})},
+      {nullptr, Units({'a', 0xDBFF})},
+      {nullptr, Units({0x100, 'b', 0x20AC})},
+      {nullptr, Units({0x80, 0x93, 0xE6, 0xFA, 0xFF, 0xA0, 0xC9, 0xE9})},
+  };
+  const bool singleByte = !MultibyteLocale();
+  for (const ConvRow& row : convRows) {
+    if (row.bytes != nullptr) {
+      SCOPED_TRACE(row.bytes);
+      CKZString s(row.bytes);
+      const WCHAR* wide = s;
+      ASSERT_NE(nullptr, wide);
+      EXPECT_EQ(WideLen(wide), s.Length());
+      EXPECT_NE(0u, A::WideLength(s));
+      EXPECT_LE(A::WideLength(s), A::MbsLength(s));
+      for (std::size_t i = 0; singleByte && row.bytes[i] != 0; ++i) {
+        EXPECT_EQ(static_cast<unsigned char>(row.bytes[i]), wide[i]);
+      }
+    } else {
+      SCOPED_TRACE(static_cast<int>(row.units[0]));
+      CKZString s(row.units.c_str());
+      const char* mbs = s;
+      ASSERT_NE(nullptr, mbs);
+      EXPECT_EQ(std::strlen(mbs), s.MbsLength());
+      EXPECT_NE(0u, A::MbsLength(s));
+      EXPECT_LE(A::MbsLength(s), A::WideLength(s) * MB_CUR_MAX);
+      if (singleByte && row.units[0] == 0x80) {
+        ASSERT_EQ(row.units.size(), std::strlen(mbs));
+        for (std::size_t i = 0; i < row.units.size(); ++i) {
+          EXPECT_EQ(row.units[i], static_cast<unsigned char>(mbs[i]));
+        }
+      }
+    }
+  }
+}
+
+// Faults: a conversion in the single-byte locale, bytes counted as units, a
+// form built into a copy or rebuilt per read, a length read from a dropped
+// form's field, a multibyte buffer of capacity + 1 bytes (asan).
+TEST(StringBlock, LengthsAndRoomOfTheForms) {
+  const MultibyteSample sample = Sample();
+  const bool multibyte = MultibyteLocale();
+  enum Builds { kNothing, kWide, kMbs };
+  using Q = const CKZString&;
+  struct Row {
+    const char* name;
+    bool fromWide;
+    ULONG (*query)(Q);
+    ULONG singleByte, multiByte;  // the result in either locale
+    Builds builds;                // what the multibyte locale builds
+  } rows[] = {
+      {"Length of multibyte text", false, [](Q s) { return s.Length(); },
+       sample.byteLength, 3, kWide},
+      {"IsEmpty of multibyte text", false,
+       [](Q s) { return ULONG{s.IsEmpty()}; }, 0, 0, kWide},
+      {"MbsLength of wide text", true, [](Q s) { return s.MbsLength(); }, 3,
+       sample.byteLength, kMbs},
+      {"Length of wide text", true, [](Q s) { return s.Length(); }, 3, 3,
+       kNothing},
+      {"MbsLength of multibyte text", false, [](Q s) { return s.MbsLength(); },
+       sample.byteLength, sample.byteLength, kNothing},
+  };
+  for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    BSTR bstr = row.value.AllocBSTR();
-    char* mbs = nullptr;
-    WCHAR* wide = nullptr;
-    row.value.GetBufferCopy(&mbs);
-    row.value.GetBufferCopy(&wide);
-    ASSERT_NE(nullptr, bstr);
-    ASSERT_NE(nullptr, mbs);
-    if (!row.wide.empty()) {
-      EXPECT_EQ(row.wide, W(bstr));
-      EXPECT_EQ(row.wide.size(), SysStringLen(bstr));
-      EXPECT_EQ(row.wide, W(wide));
+    const CKZString a =
+        row.fromWide ? CKZString(sample.wide) : CKZString(sample.bytes);
+    const CKZString b = a;
+    const std::uint32_t capacity = A::Capacity(a);
+    EXPECT_EQ(multibyte ? row.multiByte : row.singleByte, row.query(b));
+    const Builds built = multibyte ? row.builds : kNothing;
+    EXPECT_EQ(row.fromWide || built == kWide, A::HasWide(a));
+    EXPECT_EQ(!row.fromWide || built == kMbs, A::HasMbs(a));
+    EXPECT_EQ(2u, A::RefCount(a));
+    EXPECT_EQ(capacity, A::Capacity(a));
+    const WCHAR* wide = a;
+    const char* bytes = a;
+    EXPECT_EQ(wide, static_cast<const WCHAR*>(b));
+    EXPECT_EQ(bytes, static_cast<const char*>(b));
+    if (multibyte) {
+      EXPECT_EQ(W(sample.wide), W(wide));
+      EXPECT_EQ(sample.bytes, M(bytes));
+      EXPECT_EQ(3u, A::WideLength(a));
+      EXPECT_EQ(sample.byteLength, A::MbsLength(a));
     }
-    if (!row.mbs.empty()) {
-      EXPECT_EQ(row.mbs, M(mbs));
+  }
+  if (!MultibyteLocale()) return;
+  CKZString mbs("ab", 5);
+  EXPECT_EQ(u"ab", W(mbs));
+  std::free(A::TakeMbs(mbs));
+  EXPECT_EQ(2u, mbs.MbsLength());
+  CKZString wide(OLESTR("ab"), 5);
+  EXPECT_EQ("ab", M(wide));
+  std::free(A::TakeWide(wide));
+  EXPECT_EQ(2u, wide.Length());
+  for (AttachOp op :
+       {AttachOp::kCrtWide, AttachOp::kOleWide, AttachOp::kBstr}) {
+    SCOPED_TRACE(static_cast<int>(op));
+    CKZString s;
+    AttachNew(s, op, "", sample.wide);
+    EXPECT_EQ(3u, A::Capacity(s));
+    EXPECT_EQ(std::string(sample.bytes), M(s));
+    EXPECT_EQ(sample.byteLength, A::MbsLength(s));
+  }
+}
+
+// Faults: a swapped allocator kind, a copy, spare room assumed, a length from
+// the BSTR prefix, a rebuilt form that keeps the old kind.
+TEST(StringBlock, AttachRecordsTheAllocatorOfEachBuffer) {
+  const int kCrt = CKZStringBlock::AllocCRT, kOle = CKZStringBlock::AllocOLE,
+            kBstr = CKZStringBlock::AllocBSTR;
+  const int kinds[] = {kCrt, kCrt, kOle, kOle, kBstr};  // as kAttachOps
+  const bool multibyte = MultibyteLocale();
+  for (AttachOp op : kAttachOps) {
+    for (bool rebuild : {false, true}) {
+      SCOPED_TRACE(std::to_string(static_cast<int>(op)) +
+                   (rebuild ? ", rebuilt" : ""));
+      const bool wide = AttachesWide(op);
+      const int kind = kinds[static_cast<int>(op)];
+      AllocCounts counts;
+      {
+        CKZString s;
+        const void* buffer = AttachNew(s, op, std::string("abcd\0ef", 7));
+        EXPECT_EQ(4u, A::Capacity(s));
+        EXPECT_EQ(buffer, wide ? static_cast<const void*>(A::WideBuffer(s))
+                               : static_cast<const void*>(A::MbsBuffer(s)));
+        EXPECT_EQ(wide ? kWide : kMbs, FormsOf(s));
+        EXPECT_EQ(4u, wide ? A::WideLength(s) : A::MbsLength(s));
+        EXPECT_EQ(multibyte ? 0u : 4u,
+                  wide ? A::MbsLength(s) : A::WideLength(s));
+        EXPECT_EQ("abcd", M(s));
+        EXPECT_EQ(u"abcd", W(s));
+        EXPECT_EQ(wide ? kind : kCrt, A::WideKind(s));
+        EXPECT_EQ(wide ? kCrt : kind, A::MbsKind(s));
+        if (rebuild) {
+          void* dropped = wide ? static_cast<void*>(A::TakeWide(s))
+                               : static_cast<void*>(A::TakeMbs(s));
+          kind == kBstr  ? SysFreeString(static_cast<BSTR>(dropped))
+          : kind == kOle ? CoTaskMemFree(dropped)
+                         : std::free(dropped);
+          EXPECT_EQ("abcd", M(s));
+          EXPECT_EQ(u"abcd", W(s));
+          EXPECT_EQ(kCrt, wide ? A::WideKind(s) : A::MbsKind(s));
+        }
+        EXPECT_EQ(0u, counts.Crt() + counts.Ole() + counts.Bstr());
+      }
+      const int freed = rebuild ? kCrt : kind;  // beside a malloc'd form
+      EXPECT_EQ(freed == kCrt ? 2u : 1u, counts.Crt());
+      EXPECT_EQ(freed == kOle ? 1u : 0u, counts.Ole());
+      EXPECT_EQ(freed == kBstr ? 1u : 0u, counts.Bstr());
     }
-    SysFreeString(bstr);
-    CoTaskMemFree(mbs);
-    CoTaskMemFree(wide);
   }
 }
 

@@ -1,6 +1,5 @@
-// Helpers for the string tests: wide text from ASCII or units, values made
-// with a chosen set of forms, buffers made by each allocator that the Attach
-// operations take over, and counts of buffer frees by kind.
+// Helpers for the string tests: texts, values in chosen forms, buffers for the
+// Attach operations, counts of grows and frees.
 #ifndef KZCOMMON_TESTS_STRINGS_STRING_TEST_UTIL_H_
 #define KZCOMMON_TESTS_STRINGS_STRING_TEST_UTIL_H_
 
@@ -24,132 +23,105 @@ inline std::size_t WideLen(const WCHAR* text) {
   return n;
 }
 
-// ASCII text as wide text.
 inline WString Widen(const std::string& text) {
   return WString(text.begin(), text.end());
 }
 
-// Wide text from its units, zeros and surrogates included.
+// ASCII text, zeros included, as wide text.
+inline std::u16string U(const std::string& ascii) {
+  return std::u16string(ascii.begin(), ascii.end());
+}
+
 inline WString Units(std::initializer_list<unsigned> units) {
   WString out;
   for (unsigned u : units) out.push_back(static_cast<WCHAR>(u));
   return out;
 }
 
-// Wide text from ASCII for the wide overloads; null stays null.
-class WideOrNull {
- public:
+// Wide text from ASCII; null stays null.
+struct WideOrNull {
   explicit WideOrNull(const char* ascii)
-      : null_(ascii == nullptr), text_(Widen(null_ ? "" : ascii)) {}
-  const WCHAR* get() const { return null_ ? nullptr : text_.c_str(); }
-
- private:
-  bool null_;
-  WString text_;
+      : null(ascii == nullptr), text(Widen(null ? "" : ascii)) {}
+  const WCHAR* get() const { return null ? nullptr : text.c_str(); }
+  bool null;
+  WString text;
 };
 
-// Bit set: which forms a block holds.
-enum Forms : int { kNoForm = 0, kWideOnly = 1, kMbsOnly = 2, kBothForms = 3 };
+enum Forms : int { kNoForm = 0, kWide = 1, kMbs = 2, kBoth = 3 };
 
 inline int FormsOf(const CKZString& s) {
-  return (CKZStringTestAccess::HasWide(s) ? kWideOnly : 0) |
-         (CKZStringTestAccess::HasMbs(s) ? kMbsOnly : 0);
+  return (CKZStringTestAccess::HasWide(s) ? kWide : 0) |
+         (CKZStringTestAccess::HasMbs(s) ? kMbs : 0);
 }
 
-// A value holding one text, given in both spellings, in exactly the forms
-// asked for. Both forms start from the wide one, so that a wide text with no
-// multibyte spelling gets the one the conversion gives it.
+// A value in exactly the forms asked for; both forms start from the wide one.
 inline CKZString Make(const char* bytes, const WCHAR* wide, Forms forms) {
-  CKZString s;
-  if (forms == kMbsOnly) {
-    s = bytes;
-  } else {
-    s = wide;
-  }
-  if (forms == kBothForms) static_cast<void>(static_cast<const char*>(s));
+  CKZString s = forms == kMbs ? CKZString(bytes) : CKZString(wide);
+  if (forms == kBoth) static_cast<void>(static_cast<const char*>(s));
   return s;
 }
-// The same for ASCII text; null for nullptr.
 inline CKZString Make(const char* ascii, Forms forms) {
   if (ascii == nullptr) return CKZString();
   return Make(ascii, Widen(ascii).c_str(), forms);
 }
 
-inline char* MallocMbs(const char* text) {
-  if (text == nullptr) return nullptr;
-  std::size_t bytes = std::strlen(text) + 1;
-  char* p = static_cast<char*>(std::malloc(bytes));
+// `units` units and a terminator, by malloc or the task allocator.
+template <typename Unit>
+Unit* CopyOf(const Unit* text, std::size_t units, bool ole) {
+  const std::size_t bytes = (units + 1) * sizeof(Unit);
+  void* p = ole ? CoTaskMemAlloc(bytes) : std::malloc(bytes);
   if (p != nullptr) std::memcpy(p, text, bytes);
-  return p;
+  return static_cast<Unit*>(p);
+}
+inline char* MallocMbs(const char* text) {
+  return text == nullptr ? nullptr : CopyOf(text, std::strlen(text), false);
 }
 inline WCHAR* MallocWide(const WCHAR* text) {
-  if (text == nullptr) return nullptr;
-  std::size_t bytes = (WideLen(text) + 1) * sizeof(WCHAR);
-  WCHAR* p = static_cast<WCHAR*>(std::malloc(bytes));
-  if (p != nullptr) std::memcpy(p, text, bytes);
-  return p;
+  return text == nullptr ? nullptr : CopyOf(text, WideLen(text), false);
 }
 inline char* OleMbs(const char* text) {
-  if (text == nullptr) return nullptr;
-  std::size_t bytes = std::strlen(text) + 1;
-  char* p = static_cast<char*>(CoTaskMemAlloc(bytes));
-  if (p != nullptr) std::memcpy(p, text, bytes);
-  return p;
+  return text == nullptr ? nullptr : CopyOf(text, std::strlen(text), true);
 }
 inline WCHAR* OleWide(const WCHAR* text) {
-  if (text == nullptr) return nullptr;
-  std::size_t bytes = (WideLen(text) + 1) * sizeof(WCHAR);
-  WCHAR* p = static_cast<WCHAR*>(CoTaskMemAlloc(bytes));
-  if (p != nullptr) std::memcpy(p, text, bytes);
-  return p;
+  return text == nullptr ? nullptr : CopyOf(text, WideLen(text), true);
 }
 inline BSTR Bstr(const WCHAR* text) {
   return SysAllocString(reinterpret_cast<const OLECHAR*>(text));
 }
 
-// The five ways of taking a buffer over, each with the allocator it names.
 enum class AttachOp { kCrtMbs, kCrtWide, kOleMbs, kOleWide, kBstr };
+const AttachOp kAttachOps[] = {AttachOp::kCrtMbs, AttachOp::kCrtWide,
+                               AttachOp::kOleMbs, AttachOp::kOleWide,
+                               AttachOp::kBstr};
 
 inline bool AttachesWide(AttachOp op) {
   return op == AttachOp::kCrtWide || op == AttachOp::kOleWide ||
          op == AttachOp::kBstr;
 }
 
-// Allocates `mbs` (or `wide`, for the wide operations) by the operation's
-// allocator and hands it to `s`; returns the buffer's address.
-inline const void* AttachNew(CKZString& s, AttachOp op, const char* mbs,
-                             const WCHAR* wide) {
-  switch (op) {
-    case AttachOp::kCrtMbs: {
-      char* p = MallocMbs(mbs);
-      s.Attach_CRT(p);
-      return p;
-    }
-    case AttachOp::kCrtWide: {
-      WCHAR* p = MallocWide(wide);
-      s.Attach_CRT(p);
-      return p;
-    }
-    case AttachOp::kOleMbs: {
-      char* p = OleMbs(mbs);
-      s.Attach_OLE(p);
-      return p;
-    }
-    case AttachOp::kOleWide: {
-      WCHAR* p = OleWide(wide);
-      s.Attach_OLE(p);
-      return p;
-    }
-    case AttachOp::kBstr: {
-      BSTR p = Bstr(wide);
-      s.Attach_BSTR(p);
-      return p;
-    }
+// Hands `s` a copy of `text` (or `wideText`) by the operation's allocator;
+// gives the buffer's address.
+inline const void* AttachNew(CKZString& s, AttachOp op, const std::string& text,
+                             const WCHAR* wideText = nullptr) {
+  const bool ole = op == AttachOp::kOleMbs || op == AttachOp::kOleWide;
+  const WString wide = wideText != nullptr ? WString(wideText) : Widen(text);
+  if (op == AttachOp::kBstr) {
+    BSTR p = SysAllocStringLen(reinterpret_cast<const OLECHAR*>(wide.c_str()),
+                               static_cast<UINT>(wide.size()));
+    s.Attach_BSTR(p);
+    return p;
   }
-  return nullptr;
+  if (AttachesWide(op)) {
+    WCHAR* p = CopyOf(wide.c_str(), wide.size(), ole);
+    ole ? s.Attach_OLE(p) : s.Attach_CRT(p);
+    return p;
+  }
+  char* p = CopyOf(text.c_str(), text.size(), ole);
+  ole ? s.Attach_OLE(p) : s.Attach_CRT(p);
+  return p;
 }
 
-// Grows and frees of buffers by allocator kind since construction.
+// Grows and frees by allocator kind since construction.
 class AllocCounts {
  public:
   AllocCounts() : start_(KZGetAllocCounters()) {}

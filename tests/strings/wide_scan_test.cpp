@@ -1,9 +1,6 @@
-// The unit scans behind CKZString's search, comparison, copies and
-// conversions, in every flavour that the build has, at every length from 0
-// to 70 units and every position: that covers the eight-unit vectors, the
-// rounds of 32 units and the partial last rounds of each. Every range is an
-// allocation of exactly its size, so a load past either end is a heap
-// over-read, which the sanitizer build reports even where it couldn't fault.
+// The unit scans in every flavour the build has, at every length from 0 to 70
+// and every position. Each range is an exact allocation, so a load past it is a
+// heap over-read that asan reports.
 #include "strings/internal/wide_scan.h"
 
 #include <gtest/gtest.h>
@@ -45,13 +42,11 @@ const Flavour kFlavours[] = {
 
 constexpr std::size_t kMaxLength = 70;
 
-// The background unit holds 'x' in its high byte, so a scan that compared
-// bytes instead of units would find 'x' in it.
+// A high byte of 'x', so a scan by bytes would find 'x'.
 constexpr WCHAR kFill = 0x7800;
 // Units searched for: an ASCII letter and the largest unit.
 const WCHAR kTargets[] = {static_cast<WCHAR>('x'), static_cast<WCHAR>(0xFFFF)};
 
-// Exactly `size` units (or bytes), all `fill`.
 template <typename Unit>
 class Exact {
  public:
@@ -65,55 +60,36 @@ class Exact {
   std::unique_ptr<Unit[]> units_;
 };
 
-class Range : public Exact<WCHAR> {
- public:
-  explicit Range(std::size_t size) : Exact<WCHAR>(size, kFill) {}
-};
+using Range = Exact<WCHAR>;
+Range Fill(std::size_t size) { return Range(size, kFill); }
 
 std::string Where(const Flavour& f, std::size_t n, std::size_t p) {
   return std::string(f.name) + ", length " + std::to_string(n) + ", position " +
          std::to_string(p);
 }
 
-// Faults caught: the first hit of a vector missed or taken for a later one,
-// a zero that doesn't stop the scan, a compare by bytes, the tail that
-// reloads the last units reporting a hit before the range or none, a load
-// past the range.
-TEST(WideScan, FirstOfFindsTheFirstUnitOrZero) {
+// Faults: a hit missed or the wrong one of a vector, a zero that doesn't stop
+// FirstOf or stops LastOf, a compare by bytes.
+TEST(WideScan, FirstOfAndLastOf) {
   for (const Flavour& f : kFlavours) {
     for (std::size_t n = 0; n <= kMaxLength; ++n) {
       for (WCHAR unit : kTargets) {
-        EXPECT_EQ(n, f.firstOf(Range(n).get(), n, unit)) << Where(f, n, n);
+        EXPECT_EQ(n, f.firstOf(Fill(n).get(), n, unit)) << Where(f, n, n);
+        EXPECT_EQ(kNone, f.lastOf(Fill(n).get(), n, unit)) << Where(f, n, n);
         for (std::size_t p = 0; p < n; ++p) {
-          Range unitFirst(n);
+          Range unitFirst = Fill(n);
           unitFirst[p] = unit;
           unitFirst[n - 1] = p + 1 < n ? 0 : unit;
           EXPECT_EQ(p, f.firstOf(unitFirst.get(), n, unit))
               << "unit before a zero, " << Where(f, n, p);
-          Range zeroFirst(n);
+          Range zeroFirst = Fill(n);
           zeroFirst[p] = 0;
           zeroFirst[n - 1] = p + 1 < n ? unit : 0;
           EXPECT_EQ(p, f.firstOf(zeroFirst.get(), n, unit))
               << "zero before the unit, " << Where(f, n, p);
           EXPECT_EQ(p, f.firstOf(zeroFirst.get(), n, 0))
               << "searching for zero, " << Where(f, n, p);
-        }
-      }
-    }
-  }
-}
-
-// Faults caught: the first occurrence of a vector returned instead of the
-// last, a zero taken for the end (LastOf looks past zeros: its caller checks
-// them), the first partial vector reporting a unit that lies above the
-// range, a load before the range.
-TEST(WideScan, LastOfFindsTheLastUnitPastZeros) {
-  for (const Flavour& f : kFlavours) {
-    for (std::size_t n = 0; n <= kMaxLength; ++n) {
-      for (WCHAR unit : kTargets) {
-        EXPECT_EQ(kNone, f.lastOf(Range(n).get(), n, unit)) << Where(f, n, n);
-        for (std::size_t p = 0; p < n; ++p) {
-          Range s(n);
+          Range s = Fill(n);
           s[0] = unit;
           if (p >= 2) s[p - 1] = 0;
           s[p] = unit;
@@ -128,15 +104,8 @@ TEST(WideScan, LastOfFindsTheLastUnitPastZeros) {
   }
 }
 
-// The three scans that walk two ranges side by side, each with pairs that
-// must stop it and pairs that must not. Faults caught: a difference in the
-// high or the low byte alone missed; a common zero not ending the walk
-// (units after it must not count), a zero in one text only not stopping it;
-// the ASCII fold taken for a flip of bit 0x20 ('@' and '`', '[' and '{'),
-// applied to a unit whose low byte alone is a letter, or to units that
-// aren't ASCII ('A' and 'a' with the top bit set, which the signed lane
-// test must not take for letters), a letter at either end of the alphabet
-// missed; a load past either range.
+// Faults: a difference in one byte missed, a zero not ending the walk, the fold
+// by bit 0x20 alone or applied beyond ASCII.
 TEST(WideScan, PairScansStopAtTheFirstPairTheyCantPass) {
   enum Scan { kMismatch, kFolded, kSame };
   struct Row {
@@ -168,8 +137,7 @@ TEST(WideScan, PairScansStopAtTheFirstPairTheyCantPass) {
       {"high byte differs", kSame, kFill, kFill ^ 0x0100, true},
       {"low byte differs", kSame, kFill, kFill ^ 0x0001, true},
   };
-  // Background pairs that each scan passes: equal units, for the fold a
-  // letter in two cases.
+  // Background pairs that each scan passes.
   const WCHAR background[][2] = {{kFill, kFill}, {'q', 'Q'}, {kFill, kFill}};
   for (const Flavour& f : kFlavours) {
     for (std::size_t n = 0; n <= kMaxLength; ++n) {
@@ -209,9 +177,8 @@ TEST(WideScan, PairScansStopAtTheFirstPairTheyCantPass) {
   }
 }
 
-// A text of n units before its terminator, all kFill, in n + 1 units.
 Range Text(std::size_t n) {
-  Range s(n + 1);
+  Range s = Fill(n + 1);
   s[n] = 0;
   return s;
 }
@@ -221,10 +188,8 @@ void Put(Range& s, std::size_t at, const std::u16string& needle,
   for (std::size_t k = 0; k < count; ++k) s[at + k] = needle[k];
 }
 
-// Faults caught: a match missed in any lane or in the last, partial round; a
-// match found across a zero or after the text's end; a candidate that fails
-// hiding a later one of the same vector; a needle's start at the very end
-// read on past the terminator; a needle read past its own terminator.
+// Faults: a match missed in any lane, found across a zero, hidden by a failed
+// candidate, or a needle read past its end.
 TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
   const std::u16string needles[] = {u"x", u"xy", u"xyz", u"xyzwvuts"};
   for (const Flavour& f : kFlavours) {
@@ -275,13 +240,10 @@ TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
   }
 }
 
-// The ASCII heads of both conversions, each stopped at every position by a
-// unit or byte that isn't ASCII or is zero. Faults caught: a unit above 0xFF
-// whose low byte is ASCII (0x0141) or zero (0x0100) narrowed to that byte, a
-// byte of 0x80 widened, a zero copied or passed, a vector stopped a lane
-// late or its ASCII head not finished by the tail, a load or store past the
-// count.
-TEST(UnitScan, AsciiPrefixesStopAtTheFirstUnitThatIsntAscii) {
+// Faults: a unit above 0xFF narrowed to its low byte, a byte of 0x80 widened, a
+// zero passed, a lane late, a read past the terminator, the limit or the form,
+// units after a zero copied, padding or terminator not written.
+TEST(UnitScan, AsciiPrefixesLengthAndFormCopy) {
   const WCHAR wideStops[] = {0, 0x80, 0x0100, 0x0141, 0xFFFF};
   const char byteStops[] = {0, '\x80', '\xFF'};
   for (const Flavour& f : kFlavours) {
@@ -311,43 +273,23 @@ TEST(UnitScan, AsciiPrefixesStopAtTheFirstUnitThatIsntAscii) {
       }
     }
   }
-}
-
-// A client's text, whose size is unknown, in an allocation of exactly its
-// length and terminator: the length scan reads none of the units past the
-// terminator. Faults caught: a unit read past the terminator (a heap
-// over-read under the sanitizers), the round of eight units missing a zero
-// or running past the limit.
-TEST(UnitScan, BoundedLengthReadsNothingPastTheTerminator) {
-  for (std::size_t length = 0; length <= kMaxLength; ++length) {
-    const Range text = Text(length);
-    const std::size_t limits[] = {0, length / 2, length, length + 1,
-                                  std::size_t{0x7FFFFFFF}};
-    for (std::size_t limit : limits) {
-      EXPECT_EQ(length < limit ? length : limit,
-                kzscan::BoundedLength(text.get(), limit))
-          << "length " << length << ", limit " << limit;
+  for (std::size_t n = 0; n <= kMaxLength; ++n) {
+    for (std::size_t limit :
+         {std::size_t{0}, n / 2, n, n + 1, std::size_t{0x7FFFFFFF}}) {
+      EXPECT_EQ(n < limit ? n : limit,
+                kzscan::BoundedLength(Text(n).get(), limit))
+          << "length " << n << ", limit " << limit;
     }
-  }
-}
-
-// A copy from one of the library's own forms, which reads the form only up
-// to its terminator however long the copy is. Faults caught: a copy that
-// reads past the form (the padding case, where the copy is longer than the
-// form), units after a zero inside the form copied, the padding or the
-// terminator of the copy not written.
-TEST(UnitScan, CopyFormUpToZeroReadsOnlyTheForm) {
-  for (std::size_t formLength = 0; formLength <= kMaxLength; ++formLength) {
-    for (std::size_t zero : {formLength, formLength / 2}) {
-      Range form = Text(formLength);
-      if (zero < formLength) form[zero] = 0;
-      for (std::size_t length : {formLength / 3, formLength, formLength + 9}) {
-        Range out(length + 1);
-        kzscan::CopyFormUpToZero(out.get(), form.get(), formLength, length);
+    for (std::size_t zero : {n, n / 2}) {
+      Range form = Text(n);
+      if (zero < n) form[zero] = 0;
+      for (std::size_t length : {n / 3, n, n + 9}) {
+        Range out = Fill(length + 1);
+        kzscan::CopyFormUpToZero(out.get(), form.get(), n, length);
         for (std::size_t i = 0; i <= length; ++i) {
           ASSERT_EQ(i < zero && i < length ? kFill : 0, out[i])
-              << "form " << formLength << ", zero at " << zero << ", length "
-              << length << ", unit " << i;
+              << "form " << n << ", zero at " << zero << ", length " << length
+              << ", unit " << i;
         }
       }
     }
