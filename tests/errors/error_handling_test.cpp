@@ -159,10 +159,13 @@ enum Setup : unsigned {
   kShutOut = 16,  // suspended, and another object holds the lock
   kEmptyName = 32,
   kNullName = 64,
+  kNameB = 128,     // a catalog without the client's texts
+  kCloseAll = 256,  // every catalog closed first
 };
 
 // Fault: a raise or log takes the wrong map, catalog, text, fallback or
-// destination.
+// destination; a raise reads the module a previous raise found, or the
+// default catalog doesn't reopen after CloseAll.
 TEST_F(ErrorHandling, Road) {
 #define CALL(expr) [](TestClient& c) { return expr; }
   const struct Row {
@@ -227,6 +230,12 @@ TEST_F(ErrorHandling, Road) {
       {"off: OnMessage fails Raise(hr)", kKeyed | kQueueOff | kMessageFails,
        CALL(c.Raise(E_ABORT)), E_NOTIMPL,
        "P(Client: unexpected_$S_2090_$E_) M(Note_$S_3102_$E_)"},
+      {"another catalog", kNameB, CALL(c.Raise(E_POINTER)), S_OK,
+       "Q(80004003,2,4$Invalid pointer)"},
+      {"default catalog, all closed", kEmptyName | kCloseAll,
+       CALL(c.Raise(E_POINTER)), S_OK, "Q(80004003,2,4$Invalid pointer)"},
+      {"own catalog, all closed", kCloseAll, CALL(c.Raise(E_POINTER)), S_OK,
+       "Q(80004003,2,91$Client: bad pointer)"},
   };
 #undef CALL
   const GUID key = TestKey(1);
@@ -241,6 +250,9 @@ TEST_F(ErrorHandling, Road) {
     if ((row.setup & kShutOut) != 0) client.SuspendErrorHandling();
     if ((row.setup & kEmptyName) != 0) client.catalogName = OLESTR("");
     if ((row.setup & kNullName) != 0) client.catalogName = nullptr;
+    if ((row.setup & kNameB) != 0)
+      client.catalogName = OLESTR("KzTestCatalogB");
+    if ((row.setup & kCloseAll) != 0) CKZCatalog::CloseAll();
     const TestClient other;
     const Lock lock((row.setup & kShutOut) != 0 ? &other : nullptr);
     EXPECT_EQ(row.result, row.call(client));
@@ -345,27 +357,6 @@ TEST_F(ErrorHandling, DefaultMap) {
     CKZErrorHandling::ClearMessageQueue();
     EXPECT_EQ(row.outcome ? S_OK : E_UNEXPECTED, client.Raise(row.hr));
     EXPECT_EQ(row.outcome ? row.outcome : kUnexpected, Outcome(client));
-  }
-}
-
-// Fault: a raise reads the module a previous raise found, or the default
-// catalog doesn't reopen after CloseAll.
-TEST_F(ErrorHandling, CatalogOfEachRaise) {
-  const WCHAR* kOwn = OLESTR("kz_error_catalog");
-  const WCHAR* kCloseAll = nullptr;
-  for (const WCHAR* name : {kOwn, kOwn, OLESTR(""), kOwn,
-                            OLESTR("KzTestCatalogB"), kCloseAll, kOwn}) {
-    if (name == kCloseAll) {
-      EXPECT_EQ(S_OK, CKZCatalog::CloseAll());
-      name = OLESTR("");
-    }
-    TestClient client;
-    client.catalogName = name;
-    EXPECT_EQ(S_OK, client.Raise(E_POINTER));
-    EXPECT_EQ(name == kOwn ? "Q(80004003,2,91$Client: bad pointer)"
-                           : "Q(80004003,2,4$Invalid pointer)",
-              Outcome(client));
-    CKZErrorHandling::ClearMessageQueue();
   }
 }
 
@@ -527,21 +518,16 @@ TEST_F(ErrorHandling, PublicationChecks) {
   EXPECT_EQ("null 0 (null) (null) Then_$S_2004_$E_", TakeError(true));
 }
 
-// Each allocation failing in turn; both catalogs open first, as in a client.
-class ErrorOutOfMemory : public ErrorHandling {
- protected:
-  void SetUp() override {
-    TestClient warm;
-    ASSERT_EQ(S_OK, warm.Raise(E_POINTER));
-    ASSERT_EQ(S_OK, warm.Log(4, 1u));
-    ResetErrorState();
-  }
-};
+using ErrorOutOfMemory = ErrorHandling;
 
+// Each allocation failing in turn, both catalogs open first as in a client.
 // Fault: a failure other than E_OUTOFMEMORY, a half-made map, the object
 // pointing at a map not in the store, OnCreateMsgMap run twice, a leak, a
 // failed copy of the queue leaving part of it in the list.
 TEST_F(ErrorOutOfMemory, RaiseLogAndMaps) {
+  TestClient warm;
+  ASSERT_EQ(S_OK, warm.Raise(E_POINTER));
+  ASSERT_EQ(S_OK, warm.Log(4, 1u));
   enum { kRaise, kLog, kAddEntry, kPublish, kRead };
   const char* kFallback = "Q(8000FFFF,2,90$Client: unexpected)";
   const struct Row {
