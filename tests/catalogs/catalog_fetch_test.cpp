@@ -135,20 +135,18 @@ TEST_F(CatalogFetch, WhatOutHeldBefore) {
 }
 
 // Fault: GetMsgEx consumes the caller's list, so it can't serve twice.
+void FetchTwice(CKZString* first, CKZString* second, ...) {
+  va_list args;
+  va_start(args, second);
+  EXPECT_EQ(S_OK,
+            CKZCatalog(TestCatalogName()).GetMsgEx(*first, kId258, &args));
+  EXPECT_EQ(S_OK, CKZCatalog(OLESTR("kzcommon")).GetMsgEx(*second, 3, &args));
+  va_end(args);
+}
+
 TEST_F(CatalogFetch, OneArgumentListForTwoCatalogs) {
-  struct Caller {
-    static void Run(CKZString* first, CKZString* second, ...) {
-      va_list args;
-      va_start(args, second);
-      CKZCatalog a(TestCatalogName());
-      CKZCatalog b(OLESTR("kzcommon"));
-      EXPECT_EQ(S_OK, a.GetMsgEx(*first, kId258, &args));
-      EXPECT_EQ(S_OK, b.GetMsgEx(*second, 3, &args));
-      va_end(args);
-    }
-  };
   CKZString first, second;
-  Caller::Run(&first, &second, 42);
+  FetchTwice(&first, &second, 42);
   EXPECT_EQ(Pattern(256) + u"42", W(first));
   EXPECT_EQ(u"1$Argument 42 is invalid", W(second));
 }
@@ -159,11 +157,10 @@ TEST_F(CatalogFetch, BuiltInTable) {
                              u"16$Access denied."};
   CKZCatalog own(OLESTR("kzcommon"));
   for (UINT id = 0; id <= 48; ++id) {
-    SCOPED_TRACE(id);
     const bool has = id == 1 || (id >= 3 && id <= 18) || id == 25 || id == 29 ||
                      id == 31 || id == 39;
     CKZString out;
-    EXPECT_EQ(has ? S_OK : E_FAIL, own.GetMsgEx(out, id, nullptr));
+    EXPECT_EQ(has ? S_OK : E_FAIL, own.GetMsgEx(out, id, nullptr)) << id;
     if (id >= 16 && id <= 18) {
       EXPECT_EQ(texts[id - 16], W(out));
     }
