@@ -7,15 +7,14 @@
 
 namespace {
 
-// 1 if the fetch (id 3 formatted with 2) fails or differs.
+// 1 if the fetch (id 3 formatted with 2) fails or differs; the texts are
+// ASCII, so their multibyte form is the same in every locale.
 int Expect(CKZCatalog& catalog, ULONG id, const char* expected) {
   CKZString text;
   const HRESULT hr = id == 3 ? catalog.GetMsg(text, id, 2)
                              : catalog.GetMsgEx(text, id, nullptr);
-  std::string got;
-  for (const WCHAR* unit = text; unit != nullptr && *unit != 0; ++unit) {
-    got.push_back(*unit < 0x80 ? static_cast<char>(*unit) : '?');
-  }
+  const char* mbs = text;
+  const std::string got = mbs == nullptr ? "(null)" : mbs;
   if (hr == S_OK && got == expected) return 0;
   std::fprintf(stderr, "id %lu: hr 0x%08lx, \"%s\", expected \"%s\"\n",
                static_cast<unsigned long>(id),
