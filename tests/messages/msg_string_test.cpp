@@ -278,47 +278,45 @@ TYPED_TEST_SUITE(CachedView, ViewTypes);
 
 }  // namespace
 
-// Fault: the inherited reader uses the view; a hit rebuilds, copies or
-// answers S_OK; GetMsg bypasses it; a copy or assignment drops the view.
-TYPED_TEST(CachedView, ReadingsComeFromTheViewAndCopiesCarryIt) {
+// Fault: a new view hands out text; the inherited reader uses the view; a
+// hit rebuilds, copies or answers S_OK; GetMsg bypasses it; a copy or
+// assignment drops the view; FormatMsg frees the view before reading a text
+// inside it, keeps the old view, or drops it only when it succeeds.
+TYPED_TEST(CachedView, ReadingsCopiesAndFormatMsg) {
   TypeParam m;
+  EXPECT_EQ(nullptr, static_cast<const WCHAR*>(m));
+  EXPECT_EQ(nullptr, static_cast<const char*>(m));
   ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"1$first"), U(u"o")));
-  CKZString out;
-  EXPECT_EQ(S_OK, Read(m, out, true));
-  EXPECT_EQ(S_OK, Read(m, out, true));
-  CKZString first;
-  EXPECT_EQ(S_OK, Read(m, first));  // still a miss: built now
-  EXPECT_EQ(this->kFirst, W(first));
-  CKZString again;
-  EXPECT_EQ(S_OK, m.GetMsg(TestFixture::kSimple ? 0 : 1, again));
-  EXPECT_EQ(A::Block(first), A::Block(again));
-  EXPECT_EQ(S_FALSE, Read(m, again));
-  EXPECT_EQ(A::Block(first), A::Block(again));
-  const WCHAR* view = m;
-  EXPECT_EQ(A::WideBuffer(first), view);
-  EXPECT_EQ(M(first), M(m));
+  {
+    CKZString out;
+    EXPECT_EQ(S_OK, Read(m, out, true));
+    EXPECT_EQ(S_OK, Read(m, out, true));
+    CKZString first;
+    EXPECT_EQ(S_OK, Read(m, first));  // still a miss: built now
+    EXPECT_EQ(this->kFirst, W(first));
+    CKZString again;
+    EXPECT_EQ(S_OK, m.GetMsg(TestFixture::kSimple ? 0 : 1, again));
+    EXPECT_EQ(A::Block(first), A::Block(again));
+    EXPECT_EQ(S_FALSE, Read(m, again));
+    EXPECT_EQ(A::Block(first), A::Block(again));
+    const WCHAR* view = m;
+    EXPECT_EQ(A::WideBuffer(first), view);
+    EXPECT_EQ(M(first), M(m));
 
-  TypeParam copy(m);
-  EXPECT_EQ(1001u, copy.GetErrorNum());
-  EXPECT_EQ(S_FALSE, Read(copy, out));
-  EXPECT_EQ(view, static_cast<const WCHAR*>(out));
-  TypeParam assigned;
-  assigned = m;
-  EXPECT_EQ(1001u, assigned.GetErrorNum());
-  EXPECT_EQ(A::Block(m), A::Block(assigned));
-  EXPECT_EQ(view, static_cast<const WCHAR*>(assigned));
-  TypeParam& same = assigned;
-  assigned = same;
-  EXPECT_EQ(view, static_cast<const WCHAR*>(assigned));
-}
-
-// Fault: FormatMsg frees the view before reading a text inside it, keeps the
-// old view, or drops it only when it succeeds.
-TYPED_TEST(CachedView, FormatMsgDropsTheViewAlsoWhenItFails) {
-  TypeParam m;
-  ASSERT_EQ(S_OK, m.FormatMsg(1, U(u"1$first"), U(u"o")));
-  const WCHAR* view = m;
-  EXPECT_EQ(this->kFirst, W(view));
+    TypeParam copy(m);
+    EXPECT_EQ(1001u, copy.GetErrorNum());
+    EXPECT_EQ(S_FALSE, Read(copy, out));
+    EXPECT_EQ(view, static_cast<const WCHAR*>(out));
+    TypeParam assigned;
+    assigned = m;
+    EXPECT_EQ(1001u, assigned.GetErrorNum());
+    EXPECT_EQ(A::Block(m), A::Block(assigned));
+    EXPECT_EQ(view, static_cast<const WCHAR*>(assigned));
+    TypeParam& same = assigned;
+    assigned = same;
+    EXPECT_EQ(view, static_cast<const WCHAR*>(assigned));
+  }
+  const WCHAR* view = m;  // m's alone again
   ASSERT_EQ(S_OK, m.FormatMsg(4, view));
   CKZMsgString plain;
   ASSERT_EQ(S_OK, plain.FormatMsg(4, U(this->kFirst)));
@@ -336,26 +334,13 @@ TYPED_TEST(CachedView, FormatMsgDropsTheViewAlsoWhenItFails) {
   EXPECT_EQ(u"3$third", W(m));
 }
 
-// Fault: a new view hands out text, or an empty reading counts as built.
-TEST(CachedViews, NewAndEmptyViews) {
+// Fault: a null simple reading counts as built.
+TEST(CachedViews, NullSimpleReading) {
   CKZSimpleMsgString simple;
-  CKZDetailMsgString detail;
-  EXPECT_EQ(nullptr, static_cast<const WCHAR*>(simple));
-  EXPECT_EQ(nullptr, static_cast<const char*>(simple));
-  EXPECT_EQ(nullptr, static_cast<const WCHAR*>(detail));
-  EXPECT_EQ(nullptr, static_cast<const char*>(detail));
-  // A null simple reading never counts as built.
   static_cast<CKZMsgString&>(simple) = OLESTR("_$S_2006_$E_");
   EXPECT_EQ(nullptr, static_cast<const WCHAR*>(simple));
   CKZString out(OLESTR("x"));
   EXPECT_EQ(S_OK, simple.BuildSimpleMessage(out));
   EXPECT_TRUE(A::IsNull(out));
   EXPECT_EQ(S_OK, simple.BuildSimpleMessage(out));
-  CKZSimpleMsgString plain;
-  static_cast<CKZMsgString&>(plain) = OLESTR("plain");
-  EXPECT_EQ(S_FALSE, plain.BuildSimpleMessage(out));
-  static_cast<CKZMsgString&>(plain) = OLESTR("other");
-  EXPECT_EQ(S_FALSE, plain.BuildSimpleMessage(out));
-  EXPECT_EQ(u"plain", W(out));  // from the view
-  EXPECT_EQ("plain", M(plain));
 }
