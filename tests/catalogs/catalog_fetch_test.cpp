@@ -25,10 +25,6 @@ enum : UINT {
   kIdPadded = 407,   // "[%5C]"
 };
 
-const WCHAR* Wide(const std::u16string& text) {
-  return reinterpret_cast<const WCHAR*>(text.c_str());
-}
-
 class CatalogFetch : public ::testing::Test {
  protected:
   void TearDown() override { CKZCatalog::CloseAll(); }
@@ -89,7 +85,10 @@ TEST_F(CatalogFetch, Texts) {
     if (row.args == kUnformatted) hr = catalog.GetMsgEx(out, row.id, nullptr);
     if (row.args == kNoArguments) hr = catalog.GetMsg(out, row.id);
     if (row.args == kNumber) hr = catalog.GetMsg(out, row.id, 7);
-    if (row.args == kText) hr = catalog.GetMsg(out, row.id, Wide(row.text));
+    if (row.args == kText) {
+      hr = catalog.GetMsg(out, row.id,
+                          reinterpret_cast<const WCHAR*>(row.text.c_str()));
+    }
     EXPECT_EQ(row.hr, hr);
     EXPECT_EQ(row.hr == S_OK ? row.expected : u"unchanged", W(out));
   }
