@@ -45,13 +45,6 @@ bool CatalogModuleLoaded(const std::string& name) {
 #endif
 }
 
-bool CopyCatalogModule(const std::string& from, const std::string& to) {
-  std::ifstream in(CatalogPath(from), std::ios::binary);
-  std::ofstream out(CatalogPath(to), std::ios::binary);
-  out << in.rdbuf();
-  return in.good() && out.good();
-}
-
 const char kTestModule[] = "kz_test_catalog";
 const char kModuleB[] = "KzTestCatalogB";
 
@@ -87,7 +80,10 @@ TEST(CatalogCache, EntriesAndCloses) {
     EXPECT_EQ(u"unchanged", W(out));
     EXPECT_EQ(S_FALSE, catalog.Close());
   }
-  ASSERT_TRUE(CopyCatalogModule(kTestModule, late));
+  {
+    std::ifstream in(CatalogPath(kTestModule), std::ios::binary);
+    std::ofstream(CatalogPath(late), std::ios::binary) << in.rdbuf();
+  }
   CKZCatalog retried = nothing[4].catalog;
   EXPECT_EQ(u"0$Hello", Fetch(retried, kIdHello));
   EXPECT_EQ(S_OK, retried.Close());

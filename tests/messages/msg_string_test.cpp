@@ -160,8 +160,19 @@ TEST(MsgFormat, ReadersOnAnyText) {
   EXPECT_EQ(u"Disk full", W(m));
 }
 
+namespace {
+
+class Extractor : public CKZMsgString {
+ public:
+  using CKZMsgString::ExtractMessage;
+  using CKZMsgString::operator=;
+};
+
+}  // namespace
+
 // Fault: GetMsg checks emptiness before the kind, passes a reader's S_FALSE
-// on, or writes `out` on failure.
+// on, or writes `out` on failure; ExtractMessage reads an empty text, reads
+// otherwise than GetMsg, or copies the composite.
 TEST(MsgFormat, GetMsgKindsAndBounds) {
   struct Row {
     const char* name;
@@ -188,21 +199,20 @@ TEST(MsgFormat, GetMsgKindsAndBounds) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    CKZMsgString m;
+    Extractor m;
     if (row.text != nullptr) m = U(row.text);
     CKZString out(OLESTR("kept"));
     EXPECT_EQ(row.hr, m.GetMsg(row.kind, out));
     EXPECT_EQ(row.out, W(out));
+    EXPECT_EQ(row.hr == S_OK ? row.out : u"(null)",
+              W(m.ExtractMessage(row.kind)));
   }
+  Extractor m;
+  m = OLESTR("a_$S_1000_$E_");
+  EXPECT_EQ(A::Block(m), A::Block(m.ExtractMessage(2)));
 }
 
 namespace {
-
-class Extractor : public CKZMsgString {
- public:
-  using CKZMsgString::ExtractMessage;
-  using CKZMsgString::operator=;
-};
 
 // Format must call the virtual FormatMsg and give its success as S_OK.
 class FalseFormatter : public CKZMsgString {
@@ -215,18 +225,6 @@ class FalseFormatter : public CKZMsgString {
 };
 
 }  // namespace
-
-// Fault: ExtractMessage reads an empty text or copies the composite.
-TEST(MsgFormat, ExtractMessageSharesTheComposite) {
-  Extractor m;
-  EXPECT_TRUE(A::IsNull(m.ExtractMessage(2)));
-  m = OLESTR("");
-  EXPECT_TRUE(A::IsNull(m.ExtractMessage(0)));
-  m = OLESTR("a_$S_1000_$E_");
-  EXPECT_EQ(A::Block(m), A::Block(m.ExtractMessage(2)));
-  EXPECT_EQ(u"a", W(m.ExtractMessage(0)));
-  EXPECT_TRUE(A::IsNull(m.ExtractMessage(7)));
-}
 
 // Fault: Format leaves the text unformatted, loses the arguments, bypasses
 // the virtual FormatMsg or passes its S_FALSE on, or changes the object when
