@@ -38,7 +38,7 @@ TEST_F(CatalogFetch, Texts) {
   const WCHAR* test = TestCatalogName();
   const WCHAR* own = OLESTR("kzcommon");
   const std::u16string p256 = Pattern(256), p257 = Pattern(257);
-  const std::u16string p258 = Pattern(258), p259 = Pattern(259);
+  const std::u16string p258 = Pattern(258);
   const std::u16string p298 = Pattern(298), p998 = Pattern(998);
   const struct {
     const char* name;

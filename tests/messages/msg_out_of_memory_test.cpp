@@ -31,11 +31,6 @@ const struct Op {
   const char* name;
   void (*run)(Holders& r);
 } kOps[] = {
-    {"FormatMsg",
-     [](Holders& r) {
-       r.hr = r.plain.FormatMsg(1, OLESTR("12$Type mismatch"), OLESTR("Reader"),
-                                OLESTR("parser"));
-     }},
     {"FormatMsg of a simple view",
      [](Holders& r) { r.hr = r.simple.FormatMsg(2, OLESTR("6$Unexpected")); }},
     {"Format",
@@ -43,10 +38,6 @@ const struct Op {
        r.hr = r.plain.Format(1, OLESTR("Reader"), OLESTR("parser"), *r.catalog,
                              408, OLESTR("x"));
      }},
-    {"BuildSimpleMessage",
-     [](Holders& r) { r.hr = r.plain.BuildSimpleMessage(r.out); }},
-    {"BuildDetailMessage",
-     [](Holders& r) { r.hr = r.plain.BuildDetailMessage(r.out); }},
     {"simple view, BuildSimpleMessage",
      [](Holders& r) { r.hr = r.simple.BuildSimpleMessage(r.out); }},
     {"detail view, GetMsg",
