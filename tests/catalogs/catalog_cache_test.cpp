@@ -115,8 +115,7 @@ TEST(CatalogCache, EntriesAndCloses) {
       EXPECT_EQ(S_OK, extension.Close());
     }
     EXPECT_FALSE(CatalogModuleLoaded(kTestModule));
-    CKZCatalog other(OLESTR("KzTestCatalogB"));
-    EXPECT_EQ(u"B: hello", Fetch(other, 1));
+    EXPECT_EQ(u"B: hello", Fetch(b, 1));
     for (CKZCatalog* catalog : {&objects[0], &copy, &assigned}) {
       EXPECT_EQ(u"0$Hello", Fetch(*catalog, kIdHello));
     }

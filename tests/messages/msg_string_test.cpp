@@ -33,6 +33,12 @@ std::u16string Readings(CKZMsgString& m, HRESULT* hr = nullptr) {
   return W(simple) + u"|" + W(detail);
 }
 
+class Extractor : public CKZMsgString {
+ public:
+  using CKZMsgString::ExtractMessage;
+  using CKZMsgString::operator=;
+};
+
 }  // namespace
 
 // Fault: a field misplaced or misformed (type digit, "%03ld", wcstol's
@@ -160,16 +166,6 @@ TEST(MsgFormat, ReadersOnAnyText) {
   EXPECT_EQ(u"Disk full", W(m));
 }
 
-namespace {
-
-class Extractor : public CKZMsgString {
- public:
-  using CKZMsgString::ExtractMessage;
-  using CKZMsgString::operator=;
-};
-
-}  // namespace
-
 // Fault: GetMsg checks emptiness before the kind, passes a reader's S_FALSE
 // on, or writes `out` on failure; ExtractMessage reads an empty text, reads
 // otherwise than GetMsg, or copies the composite.
@@ -188,7 +184,6 @@ TEST(MsgFormat, GetMsgKindsAndBounds) {
       {"kind 3", u"hello_$S_2005_$E_", 3, S_OK, u"(null)"},
       {"kind 65534", u"hello_$S_2005_$E_", 65534, S_OK, u"(null)"},
       {"kind 65535", u"hello_$S_2005_$E_", 65535, E_INVALIDARG, u"kept"},
-      {"unmarked, simple", u"plain", 0, S_OK, u"plain"},
       {"unmarked, detail", u"plain", 1, S_OK, u"plain"},
       {"no simple text", u"_$S_2006_$E_", 0, S_OK, u"(null)"},
       {"empty, kind 0", nullptr, 0, E_FAIL, u"kept"},
