@@ -121,6 +121,9 @@ TEST_F(CatalogFetch, WhatOutHeldBefore) {
     EXPECT_EQ("0$Hello", M(out));
   }
   EXPECT_EQ(u"shared", W(shared));
+  CKZString longer(OLESTR("a text longer than the next one"));
+  ASSERT_EQ(S_OK, catalog.GetMsgEx(longer, kIdHello, nullptr));  // in place
+  EXPECT_EQ(7u, longer.Length());
 }
 
 // Fault: GetMsgEx consumes the caller's list, so it can't serve twice.
