@@ -15,11 +15,7 @@ using S = CKZString&;
 using namespace kztest;
 
 void AppendCharacter(CKZString& s, char c, bool wide) {
-  if (wide) {
-    s += static_cast<WCHAR>(c);
-  } else {
-    s += c;
-  }
+  wide ? s += static_cast<WCHAR>(c) : s += c;
 }
 
 // Faults: the wrong encoding for the join, an operand that loses a form or
@@ -254,17 +250,13 @@ TEST(StringJoinCapacity, GrowthByEachAllocator) {
         const char* mbsTail = static_cast<const char*>(buffer) + 4;
         ASSERT_EQ(3u, s.Length());
         const int kindBefore = wide ? A::WideKind(s) : A::MbsKind(s);
-        if (edit == kChar) {
-          AppendCharacter(s, 'd', wide);
-        } else if (edit == kValue) {
-          s += Make("d", wide ? kWide : kMbs);
-        } else if (edit == kTail && wide) {
-          s += wideTail;
-        } else if (edit == kTail) {
-          s += mbsTail;
-        } else if (edit == kInsertChar) {
+        if (edit == kChar) AppendCharacter(s, 'd', wide);
+        if (edit == kValue) s += Make("d", wide ? kWide : kMbs);
+        if (edit == kTail) wide ? s += wideTail : s += mbsTail;
+        if (edit == kInsertChar) {
           EXPECT_EQ(4u, wide ? s.Insert(1, OLESTR('d')) : s.Insert(1, 'd'));
-        } else {
+        }
+        if (edit == kInsertTail) {
           EXPECT_EQ(5u, wide ? s.Insert(1, wideTail) : s.Insert(1, mbsTail));
         }
         EXPECT_EQ(6u, A::Capacity(s));
