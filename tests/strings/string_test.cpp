@@ -311,4 +311,33 @@ TEST(StringBlock, ConstructorsAndConversions) {
   }
 }
 
+// Fault: a form built again after a taken-over one was dropped keeps the old
+// allocator kind, and is freed by it.
+TEST(StringBlock, FormBuiltAgainAfterATakenOverOneIsMalloced) {
+  for (AttachOp op : kAttachOps) {
+    SCOPED_TRACE(static_cast<int>(op));
+    const bool wide = AttachesWide(op);
+    AllocCounts counts;
+    {
+      CKZString s;
+      AttachNew(s, op, "abcd");
+      EXPECT_EQ("abcd", M(s));
+      EXPECT_EQ(u"abcd", W(s));  // both forms
+      void* taken = wide ? static_cast<void*>(A::TakeWide(s))
+                         : static_cast<void*>(A::TakeMbs(s));
+      if (op == AttachOp::kBstr) SysFreeString(static_cast<BSTR>(taken));
+      if (op == AttachOp::kOleMbs || op == AttachOp::kOleWide) {
+        CoTaskMemFree(taken);
+      }
+      if (op == AttachOp::kCrtMbs || op == AttachOp::kCrtWide) std::free(taken);
+      EXPECT_EQ(u"abcd", W(s));
+      EXPECT_EQ("abcd", M(s));
+      EXPECT_EQ(CKZStringBlock::AllocCRT,
+                wide ? A::WideKind(s) : A::MbsKind(s));
+    }
+    EXPECT_EQ(2u, counts.Crt());
+    EXPECT_EQ(0u, counts.Ole() + counts.Bstr());
+  }
+}
+
 }  // namespace
