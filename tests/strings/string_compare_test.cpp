@@ -56,9 +56,8 @@ SameText LocaleText() {
   return {"caf\xe9", Units({'c', 'a', 'f', 0xE9})};  // one unit per byte
 }
 
-// Faults: null equal to empty, a free operator that forgets the sign, the
-// terminator not lowest, a fold dropped in one path or done by bit 0x20 alone,
-// a prefix taken for equality.
+// Faults: null equal to empty, a free operator's sign lost, the terminator not
+// lowest, a fold dropped or done by bit 0x20 alone, a prefix taken as equal.
 TEST(StringCompare, OperatorsOrderNullEmptyAndText) {
   struct Row {
     const char* left;  // nullptr: a null string
@@ -190,9 +189,8 @@ TEST(StringCompare, EncodingFollowsTheFormsPresent) {
   }
 }
 
-// Faults: memcmp order, signed units, units after a zero counted, an early exit
-// on unequal lengths; beyond ASCII (answers recorded under Wine) a fold of our
-// own, a walk that stops after such a pair, surrogates cut.
+// Faults: memcmp order, signed units, units after a zero counted; beyond ASCII
+// (answers recorded under Wine) a fold of our own, surrogates cut.
 TEST(StringCompare, UnitOrderAndFoldsBeyondAscii) {
   struct Row {
     const char* name;
@@ -280,11 +278,9 @@ TEST(StringCompare, UnitOrderAndFoldsBeyondAscii) {
   }
 }
 
-// Faults: the last occurrence for the first, -1 for the terminator, a match
-// past the end, an overlap skipped, an empty wide needle found at 0, a null
-// string searched, a search by code points, up to the length field or in the
-// wrong form, a form built for nothing, byte offsets and character positions
-// mixed up.
+// Faults: the last match for the first, -1 for the terminator, an overlap
+// skipped, an empty wide needle found, a form built for nothing, byte offsets
+// taken for positions.
 TEST(StringFind, CharactersAndTextsInEachForm) {
   const char kAlpha[] = "0123456789abcdefghijklmnopqrstuvwxyz0123456789";
   const std::string longer = std::string(kAlpha) + "!";

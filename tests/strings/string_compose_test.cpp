@@ -23,11 +23,8 @@ Module OpenCatalog() {
   return Module(LoadLibraryW(TestCatalogName()), FreeLibrary);
 }
 
-// Compose starts at 512 + R (R where larger), VCompose at the size given (1
-// for 0), LoadStringW at the size given (64 for 0 or 0xFFFFFFFF) and takes
-// another pass for 127 units, which may be a cut text. Faults: a wrong first
-// size, the size doubled instead of the capacity, a text that fills the limit
-// taken for a fit.
+// Faults: a wrong first size, the size doubled instead of the capacity, a text
+// that fills the limit (127 units for LoadStringW) taken for a fit.
 TEST(PerProcessBlockSize, ComposeCapacity) {
   std::uint32_t r = 0;
   ASSERT_TRUE(ExpectedBlockSize(&r));
@@ -115,11 +112,8 @@ TEST(PerProcessBlockSize, ComposeCapacity) {
   EXPECT_NE(0, ran) << "no capacities for block size " << r;
 }
 
-// Faults: a form of the former text left, count 0 taken for a failure, a byte
-// count set as the wide length, arguments consumed by a pass that didn't fit,
-// an edit of the shared block, a freed argument, a retry loop on a format
-// rejected on every pass (a lone surrogate, a field too wide); LoadStringW
-// giving null for a missing string or a wrong multibyte length.
+// Faults: a former form left, count 0 taken for a failure, an edit of a shared
+// block, a retry loop on a rejected format; LoadStringW null for no text.
 TEST(Compose, ResultsPassesAndRejectedFormats) {
   const bool mb = MultibyteLocale();
   for (bool wide : {true, false}) {

@@ -19,8 +19,7 @@ void AppendCharacter(CKZString& s, char c, bool wide) {
 }
 
 // Faults: the wrong encoding for the join, an operand that loses a form or
-// converts for nothing, a stale form, characters counted for bytes, a wide
-// form built per append.
+// converts for nothing, a stale form, characters counted for bytes.
 TEST(StringEncodingChoice, Table) {
   enum Operand { kWideText = 4, kMbsText = 5 };  // else a string's forms
   struct Row {
@@ -205,9 +204,8 @@ TEST(PerProcessBlockSize, JoinCapacity) {
   }
 }
 
-// Faults: a growth check off by one, a grow per append, a form rebuilt per
-// append, realloc on an OLE buffer or a BSTR, a lost kind, a source past a zero
-// read after the growth freed it (asan).
+// Faults: a growth check off by one, a grow per append, realloc on an OLE
+// buffer or a BSTR, a lost kind, a source read after growth freed it (asan).
 TEST(StringJoinCapacity, GrowthByEachAllocator) {
   ASSERT_TRUE(DefaultBlockSize());
   for (bool wide : {true, false}) {
@@ -278,9 +276,8 @@ TEST(StringJoinCapacity, GrowthByEachAllocator) {
   }
 }
 
-// Faults: an insert within the capacity that grows, an empty taken-over buffer
-// written without room, a position off by one, no append at or past the end, a
-// stale form or length.
+// Faults: a grow within the capacity, an empty taken-over buffer written
+// without room, a position off by one, a stale form or length.
 TEST(StringInsert, PositionsAndRoom) {
   ASSERT_TRUE(DefaultBlockSize());
   const std::string middle(55, '-');
@@ -397,9 +394,8 @@ TEST(StringSelfSource, AppendAndInsert) {
   EXPECT_EQ("", M(mbs));
 }
 
-// Multibyte text whose first byte is zero has Length() 0 in a multibyte locale.
-// Faults: the one-character append disagrees with the text append; an append
-// that skips Length() misses the wide form it builds.
+// Faults: the character append and the text append disagree on a text of zero
+// bytes; an append that skips Length() misses the wide form it builds.
 TEST(StringEmptyText, AppendsAgreeAndLengthBuildsTheWideForm) {
   const bool mb = MultibyteLocale();
   const ULONG length = mb ? 1 : 4;

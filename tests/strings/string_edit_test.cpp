@@ -16,8 +16,7 @@ using namespace kztest;
 using Edit = void (*)(S);
 
 // Faults: a count of 0 that unshares, empty where null is due, memory given
-// back, lengths that disagree, a copy where a share is due or the reverse, a
-// wrapped start + count.
+// back, a copy where a share is due or the reverse, a wrapped start + count.
 TEST(StringTruncateAndCut, Tables) {
   struct Row {
     const char* text;  // nullptr: null string
@@ -122,9 +121,8 @@ TEST(StringTruncateAndCut, Tables) {
   }
 }
 
-// Faults: SetAt at the terminator or past the end, unsharing although it
-// refuses, a zero unit refused; with zero bytes inside a multibyte text
-// (counted in a single-byte locale), an edit past the wide form.
+// Faults: SetAt at or past the end, unsharing although it refuses; with zero
+// bytes inside a counted multibyte text, an edit past the wide form.
 TEST(StringSetAt, TableAndZeroBytesInside) {
   struct Row {
     const char* text;
@@ -188,9 +186,8 @@ TEST(StringSetAt, TableAndZeroBytesInside) {
   }
 }
 
-// Expected values recorded under Wine. Faults: mapping beyond ASCII in the C
-// locale or not in the multibyte one, a sole owner copied, a stale form kept,
-// units mapped past a zero.
+// Recorded under Wine. Faults: mapping beyond ASCII in the C locale or not in
+// the other, a sole owner copied, a stale form kept, units mapped past a zero.
 TEST(StringCase, Table) {
   const bool mb = MultibyteLocale();
   struct Row {

@@ -1,6 +1,5 @@
-// CKZString when memory runs out: every operation on every kind of block, alone
-// and shared, with each allocation failing in turn. Faults: a crash or leak
-// (asan), a half edit, a changed sharer, a result neither failed nor full.
+// Every operation on every kind of block, alone and shared, each allocation
+// failing in turn. Faults: a leak (asan), a half edit, a changed sharer.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -39,9 +39,8 @@ Copies CopiesOf(CKZString& s) {
 const GUID kGuid = {0x12345678, 0x9ABC, 0xDEF0, {1, 0x23, 0, 0, 0, 0, 0, 0xEF}};
 const char kGuidText[] = "{12345678-9ABC-DEF0-0123-0000000000EF}";
 
-// Faults: null and empty mixed up, count 0 taken as the whole text, a stale
-// output pointer, a copy sized past a zero, a BSTR made from the bytes, a GUID
-// given a multibyte form or not read back.
+// Faults: null and empty mixed up, count 0 taken as all, a stale output, a copy
+// past a zero, a BSTR from the bytes, a GUID with a multibyte form.
 TEST(StringNullEmpty, EveryWayOfMakingAString) {
   using C = const char*;
   using S = CKZString&;
@@ -131,8 +130,7 @@ TEST(StringNullEmpty, EveryWayOfMakingAString) {
 }
 
 // Faults: an Assign that releases before it acquires, a sharer counted twice,
-// text copied from a released block (asan), a copy instead of a share, a
-// shared block freed, a pointer invalidated by another value, a leak.
+// a copy instead of a share, a pointer invalidated by another value, a leak.
 TEST(StringSharing, AssignmentsAndSharersLettingGo) {
   for (bool shared : {false, true}) {
     for (bool fromWide : {false, true}) {
@@ -217,9 +215,8 @@ TEST(PerProcessBlockSize, InitialCapacity) {
   }
 }
 
-// Faults: a length field left unset, no padding to the count, a conversion past
-// a zero, a block sized by the text, a conversion result of -1 taken as a
-// length, no terminator, an empty form, a byte lost in the C locale.
+// Faults: no padding to the count, a block sized by the text, a conversion
+// past a zero or of -1 taken as a length, a byte lost in the C locale.
 TEST(StringBlock, ConstructorsAndConversions) {
   ASSERT_TRUE(DefaultBlockSize());
   const ULONG kWhole = 0xFFFFFFFFu;

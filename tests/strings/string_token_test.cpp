@@ -114,9 +114,8 @@ TEST(StringTokenList, RemoveTakesTheFirstMatchAndMovesTheRestForward) {
   EXPECT_TRUE(A::IsNull(list.GetTokensList()));
 }
 
-// Fault: the join ends in the delimiter, takes off more than one unit, or
-// misses a token; the joined text doesn't split back; SetDelimiter rewrites
-// the tokens.
+// Fault: the join ends in the delimiter, takes off more than one unit, misses
+// a token, or doesn't split back.
 TEST(StringTokenList, JoinTakesOffOneUnit) {
   struct Row {
     const char* name;

@@ -1,6 +1,5 @@
-// The unit scans in every flavour the build has, at every length from 0 to 70
-// and every position. Each range is an exact allocation, so a load past it is a
-// heap over-read that asan reports.
+// The unit scans in every flavour, every length to 70, every position; each
+// range an exact allocation, so a load past it is an over-read asan reports.
 #include "strings/internal/wide_scan.h"
 
 #include <gtest/gtest.h>
@@ -262,9 +261,8 @@ void ExpectAsciiPrefixes(const Flavour& f,
   }
 }
 
-// Faults: a unit above 0xFF narrowed to its low byte, a byte of 0x80 widened, a
-// zero passed, a lane late, a read past the terminator, the limit or the form,
-// units after a zero copied, padding or terminator not written.
+// Faults: a unit above 0x7F narrowed or a byte widened, a zero passed, a lane
+// late, a read past the limit, units after a zero copied, no terminator.
 TEST(UnitScan, AsciiPrefixesLengthAndFormCopy) {
   const WCHAR wideStops[] = {0, 0x80, 0x0100, 0x0141, 0xFFFF};
   const char byteStops[] = {0, '\x80', '\xFF'};
