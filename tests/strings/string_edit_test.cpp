@@ -121,8 +121,9 @@ TEST(StringTruncateAndCut, Tables) {
   }
 }
 
-// Faults: SetAt at or past the end, unsharing although it refuses; with zero
-// bytes inside a counted multibyte text, an edit past the wide form.
+// Faults: SetAt at or past the end, unsharing although it refuses, a copy with
+// the shared block's capacity; with zero bytes inside a counted multibyte
+// text, an edit past the wide form.
 TEST(StringSetAt, TableAndZeroBytesInside) {
   struct Row {
     const char* text;
@@ -153,6 +154,13 @@ TEST(StringSetAt, TableAndZeroBytesInside) {
     EXPECT_EQ(row.text == nullptr ? 0 : std::strlen(row.expected),
               s.MbsLength());
   }
+  ASSERT_TRUE(DefaultBlockSize());
+  CKZString grown(OLESTR("abc"));
+  grown += WString(70, 'x').c_str();
+  ASSERT_EQ(128u, A::Capacity(grown));
+  CKZString copy = grown;
+  EXPECT_TRUE(copy.SetAt(0, 'X'));
+  EXPECT_EQ(64u + 73u, A::Capacity(copy));
   if (MultibyteLocale()) return;
   struct ZeroRow {
     const char* name;

@@ -38,6 +38,7 @@ Copies CopiesOf(CKZString& s) {
 
 const GUID kGuid = {0x12345678, 0x9ABC, 0xDEF0, {1, 0x23, 0, 0, 0, 0, 0, 0xEF}};
 const char kGuidText[] = "{12345678-9ABC-DEF0-0123-0000000000EF}";
+const char kBadGuidText[] = "{12345678-9ABC-DEF0-0123-0000000000EG}";
 
 // Faults: null and empty mixed up, count 0 taken as all, a stale output, a copy
 // past a zero, a BSTR from the bytes, a GUID with a multibyte form.
@@ -80,6 +81,7 @@ TEST(StringNullEmpty, EveryWayOfMakingAString) {
       {"GUID", [](S s) { EXPECT_EQ(kWide, FormsOf(s = kGuid)); }, kGuidText},
       {"new GUID", [](S s) { EXPECT_EQ(kWide, FormsOf(s = V(kGuid))); },
        kGuidText},
+      {"malformed GUID", [](S s) { s = V(kBadGuidText); }, kBadGuidText},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);

@@ -35,8 +35,6 @@ CKZStringToken ListOf(const char16_t* text) {
 
 enum class Delim { kDefault, kNull, kGiven };
 
-}  // namespace
-
 // Fault: tokens lost or invented at the edges, a delimiter taken as one text
 // instead of a set of units, a null delimiter read, the argument edited.
 TEST(StringTokenSplit, SplitsInTheMannerOfWcstok) {
@@ -246,8 +244,6 @@ TEST(StringTokenList, TokenBufferMovesOutOfItsBlockWhenItGrows) {
   EXPECT_EQ(u"abxyz0123456789", W(token));
   EXPECT_EQ("abxyz0123456789", kztest::M(token));
 }
-
-namespace {
 
 // Four tokens in a room of four.
 CKZStringToken Full() {
