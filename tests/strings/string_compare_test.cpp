@@ -180,6 +180,9 @@ TEST(StringCompare, EncodingFollowsTheFormsPresent) {
   CKZString mbsOnly = Make(kMbs, text);
   EXPECT_EQ(1, A::Compare(mbsOnly, static_cast<const WCHAR*>(nullptr), false));
   EXPECT_EQ(kBoth, FormsOf(mbsOnly));
+  CKZString a100 = Make(kBoth, {"", Units({0x100})});
+  CKZString a102 = Make(kBoth, {"", Units({0x102})});
+  EXPECT_FALSE(a100.CaseLessEqual(a102));  // the same bytes in the C locale
   for (Forms form : {kWide, kMbs}) {
     const CKZString shared = Make(form, text);
     const CKZString other = shared;
