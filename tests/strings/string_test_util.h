@@ -18,9 +18,7 @@ namespace kztest {
 using WString = std::basic_string<WCHAR>;
 
 inline std::size_t WideLen(const WCHAR* text) {
-  std::size_t n = 0;
-  while (text[n] != 0) ++n;
-  return n;
+  return std::char_traits<WCHAR>::length(text);
 }
 
 inline WString Widen(const std::string& text) {

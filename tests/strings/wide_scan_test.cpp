@@ -1,6 +1,5 @@
-// The unit scans in every flavour the build has, at every length from 0 to 70
-// and every position. Each range is an exact allocation, so a load past it is a
-// heap over-read that asan reports.
+// The unit scans in every flavour, every length to 70, every position; each
+// range an exact allocation, so a load past it is an over-read asan reports.
 #include "strings/internal/wide_scan.h"
 
 #include <gtest/gtest.h>
@@ -240,38 +239,36 @@ TEST(WideScan, FindTextFindsTheFirstMatchBeforeAnyZero) {
   }
 }
 
-// Faults: a unit above 0xFF narrowed to its low byte, a byte of 0x80 widened, a
-// zero passed, a lane late, a read past the terminator, the limit or the form,
-// units after a zero copied, padding or terminator not written.
+// An ASCII prefix copied from `From` units to `To` units, with each of `stops`
+// at every position.
+template <typename From, typename To, std::size_t kStops>
+void ExpectAsciiPrefixes(const Flavour& f,
+                         std::size_t (*scan)(To*, const From*, std::size_t),
+                         const From (&stops)[kStops]) {
+  for (std::size_t n = 0; n <= kMaxLength; ++n) {
+    for (std::size_t p = 0; p <= n; ++p) {
+      for (From stop : stops) {
+        Exact<From> text(n, 'a');
+        if (p < n) text[p] = stop;
+        Exact<To> out(n, '-');
+        ASSERT_EQ(p, scan(out.get(), text.get(), n))
+            << "unit " << static_cast<unsigned>(stop) << ", " << Where(f, n, p);
+        for (std::size_t i = 0; i < n; ++i) {
+          ASSERT_EQ(i < p ? 'a' : '-', out[i]) << Where(f, n, i);
+        }
+      }
+    }
+  }
+}
+
+// Faults: a unit above 0x7F narrowed or a byte widened, a zero passed, a lane
+// late, a read past the limit, units after a zero copied, no terminator.
 TEST(UnitScan, AsciiPrefixesLengthAndFormCopy) {
   const WCHAR wideStops[] = {0, 0x80, 0x0100, 0x0141, 0xFFFF};
   const char byteStops[] = {0, '\x80', '\xFF'};
   for (const Flavour& f : kFlavours) {
-    for (std::size_t n = 0; n <= kMaxLength; ++n) {
-      for (std::size_t p = 0; p <= n; ++p) {
-        for (WCHAR stop : wideStops) {
-          Exact<WCHAR> text(n, 'a');
-          if (p < n) text[p] = stop;
-          Exact<char> out(n, '-');
-          ASSERT_EQ(p, f.narrowAscii(out.get(), text.get(), n))
-              << "unit " << static_cast<unsigned>(stop) << ", "
-              << Where(f, n, p);
-          for (std::size_t i = 0; i < n; ++i) {
-            ASSERT_EQ(i < p ? 'a' : '-', out[i]) << Where(f, n, i);
-          }
-        }
-        for (char stop : byteStops) {
-          Exact<char> text(n, 'a');
-          if (p < n) text[p] = stop;
-          Exact<WCHAR> out(n, '-');
-          ASSERT_EQ(p, f.widenAscii(out.get(), text.get(), n))
-              << "byte " << static_cast<int>(stop) << ", " << Where(f, n, p);
-          for (std::size_t i = 0; i < n; ++i) {
-            ASSERT_EQ(i < p ? 'a' : '-', out[i]) << Where(f, n, i);
-          }
-        }
-      }
-    }
+    ExpectAsciiPrefixes(f, f.narrowAscii, wideStops);
+    ExpectAsciiPrefixes(f, f.widenAscii, byteStops);
   }
   for (std::size_t n = 0; n <= kMaxLength; ++n) {
     for (std::size_t limit :
