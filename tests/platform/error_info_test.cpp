@@ -111,61 +111,59 @@ TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
   create->Release();
 }
 
-// GetErrorInfo hands the slot's reference over; a refused call changes
-// neither the output nor the slot.
-TEST(ErrorInfo, GetErrorInfoCalls) {
-  struct Row {
-    bool withObject;
+// The slot: GetErrorInfo hands its reference over, SetErrorInfo of A over A
+// keeps A alive (ASan), a refused call changes neither output nor slot, and
+// each thread has its own slot, given up when the thread ends.
+TEST(ErrorInfo, SlotCalls) {
+  enum { kGet = -1, kGetIntoNull = -2 };
+  const struct {
+    const char* name;
+    bool startWithA;
     ULONG reserved;
-    bool nullOut;
+    int given;  // for SetErrorInfo, 0: null, 1: A, 2: B
+    bool otherThread;
     HRESULT result;
+    int after;  // the slot's object, as `given`
   } rows[] = {
-      {false, 0, false, S_FALSE},      {true, 0, false, S_OK},
-      {false, 1, false, E_INVALIDARG}, {true, 1, false, E_INVALIDARG},
-      {false, 0, true, E_INVALIDARG},  {true, 0, true, E_INVALIDARG},
+      {"get from an empty slot", false, 0, kGet, false, S_FALSE, 0},
+      {"get", true, 0, kGet, false, S_OK, 0},
+      {"get, reserved", true, 1, kGet, false, E_INVALIDARG, 1},
+      {"get, reserved, empty slot", false, 1, kGet, false, E_INVALIDARG, 0},
+      {"get into null", true, 0, kGetIntoNull, false, E_INVALIDARG, 1},
+      {"get into null, empty", false, 0, kGetIntoNull, false, E_INVALIDARG, 0},
+      {"get in another thread", true, 0, kGet, true, S_FALSE, 1},
+      {"set B over A", true, 0, 2, false, S_OK, 2},
+      {"set null", true, 0, 0, false, S_OK, 0},
+      {"set A over A", true, 0, 1, false, S_OK, 1},
+      {"set, reserved", true, 1, 2, false, E_INVALIDARG, 1},
+      {"set null, reserved", true, 1, 0, false, E_INVALIDARG, 1},
+      {"set in another thread", false, 0, 1, true, S_OK, 0},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    IErrorInfo* object = NewInfo();
-    ASSERT_NE(nullptr, object);
-    EXPECT_EQ(S_OK, row.withObject ? SetErrorInfo(0, object) : S_OK);
-    IErrorInfo* out = kUntouched;
-    EXPECT_EQ(row.result,
-              GetErrorInfo(row.reserved, row.nullOut ? nullptr : &out));
-    EXPECT_EQ(row.result == S_OK      ? object
-              : row.result == S_FALSE ? nullptr
-                                      : kUntouched,
-              out);
-    if (row.result == S_OK) out->Release();
-    const bool kept = row.withObject && row.result < 0;
-    IErrorInfo* left = kUntouched;
-    EXPECT_EQ(kept ? S_OK : S_FALSE, GetErrorInfo(0, &left));
-    EXPECT_EQ(kept ? object : nullptr, left);
-    if (left != nullptr) left->Release();
-    EXPECT_EQ(0u, OtherRefs(object)) << "the slot's reference was given up";
-    object->Release();
-  }
-}
-
-// SetErrorInfo over A: A again must not free it in between (ASan).
-TEST(ErrorInfo, SetErrorInfoCalls) {
-  struct Row {
-    ULONG reserved;
-    int given;  // 0: null, 1: A, 2: B
-    HRESULT result;
-    int after;
-  } rows[] = {{0, 2, S_OK, 2},
-              {0, 0, S_OK, 0},
-              {0, 1, S_OK, 1},
-              {1, 2, E_INVALIDARG, 1},
-              {1, 0, E_INVALIDARG, 1}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(&row - rows);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     IErrorInfo* objects[] = {nullptr, NewInfo(), NewInfo()};
     ASSERT_NE(nullptr, objects[1]);
     ASSERT_NE(nullptr, objects[2]);
-    ASSERT_EQ(S_OK, SetErrorInfo(0, objects[1]));
-    EXPECT_EQ(row.result, SetErrorInfo(row.reserved, objects[row.given]));
+    ASSERT_EQ(S_OK, SetErrorInfo(0, row.startWithA ? objects[1] : nullptr));
+    IErrorInfo* out = kUntouched;
+    HRESULT result = E_FAIL;
+    auto call = [&] {
+      result = row.given == kGet ? GetErrorInfo(row.reserved, &out)
+               : row.given == kGetIntoNull
+                   ? GetErrorInfo(row.reserved, nullptr)
+                   : SetErrorInfo(row.reserved, objects[row.given]);
+    };
+    if (row.otherThread) {
+      std::thread(call).join();
+    } else {
+      call();
+    }
+    EXPECT_EQ(row.result, result);
+    EXPECT_EQ(row.given != kGet || row.result < 0 ? kUntouched
+              : row.result == S_OK                ? objects[1]
+                                                  : nullptr,
+              out);
+    if (out == objects[1]) out->Release();
     EXPECT_EQ(row.after == 1 ? 1u : 0u, OtherRefs(objects[1]));
     EXPECT_EQ(row.after == 2 ? 1u : 0u, OtherRefs(objects[2]));
     IErrorInfo* left = Take();
@@ -212,22 +210,6 @@ TEST(ErrorInfo, QueryInterface) {
   EXPECT_EQ(u"same", Text(info, &IErrorInfo::GetSource));
   info->Release();
   create->Release();
-}
-
-// The slot is per thread, and released when its thread ends.
-TEST(ErrorInfo, SlotPerThread) {
-  IErrorInfo* info = NewInfo();
-  ASSERT_NE(nullptr, info);
-  HRESULT results[2] = {E_FAIL, E_FAIL};
-  IErrorInfo* otherOut = kUntouched;
-  std::thread([&] { results[0] = SetErrorInfo(0, info); }).join();
-  std::thread([&] { results[1] = GetErrorInfo(0, &otherOut); }).join();
-  EXPECT_EQ(S_OK, results[0]);
-  EXPECT_EQ(S_FALSE, results[1]);
-  EXPECT_EQ(nullptr, otherOut);
-  EXPECT_EQ(nullptr, Take());
-  EXPECT_EQ(0u, OtherRefs(info)) << "the ended thread's slot released it";
-  info->Release();
 }
 
 }  // namespace
