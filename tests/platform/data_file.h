@@ -39,10 +39,9 @@ class Fields {
   bool TextOrNull(std::u16string* text, bool* null);  // or the word null
   // A bare decimal or 0x-hex integer within [min, max].
   bool Integer(std::int64_t min, std::int64_t max, std::int64_t* value);
-  // The bare word `word`; Word takes it silently if it is there.
-  bool Expect(const char* word);
-  bool Word(const char* word);
-  bool Locales(bool* here);                     // as ParseLocales reads them
+  bool Expect(const char* word);  // the bare word `word`, else a failure
+  bool Word(const char* word);    // takes `word` if it comes next
+  bool Locales(bool* here);       // as ParseLocales reads them
   bool Fail(const std::string& message) const;  // always false
 
  private:
