@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cmath>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
@@ -74,19 +73,6 @@ Outcome Invoke(std::size_t limit, bool count, const Unit* format,
   return Call(limit, count, format, passed...);
 }
 
-bool ParseDouble(const std::string& text, double* value) {
-  const bool negative = !text.empty() && text[0] == '-';
-  const std::string magnitude = text.substr(negative ? 1 : 0);
-  if (magnitude == "inf" || magnitude == "nan") {
-    *value = std::copysign(magnitude == "inf" ? HUGE_VAL : std::nan(""),
-                           negative ? -1.0 : 1.0);
-    return true;
-  }
-  char* end = nullptr;
-  *value = std::strtod(text.c_str(), &end);
-  return !text.empty() && *end == 0;
-}
-
 using Blocks = std::vector<std::shared_ptr<void>>;
 
 // Text in a heap block of exactly its size, so that ASan sees an overrun.
@@ -110,10 +96,11 @@ bool AddArgument(const kztest::Field& field, std::vector<Argument>* args,
   const std::string value = bare.substr(bare.size() >= 2 ? 2 : 0);
   const bool null = !field.quoted && value == "null";
   std::int64_t n = 0;
-  double real = 0;
+  char* end = nullptr;
+  const double real = std::strtod(value.c_str(), &end);
   if (type == 'c' && field.quoted && value.empty() && field.text.size() == 1) {
     args->emplace_back(static_cast<int>(field.text[0]));
-  } else if (type == 'd' && !field.quoted && ParseDouble(value, &real)) {
+  } else if (type == 'd' && !field.quoted && !value.empty() && *end == 0) {
     args->emplace_back(real);
   } else if (std::strchr("ilp", type) != nullptr && !field.quoted &&
              kztest::ParseInteger(value, &n)) {
