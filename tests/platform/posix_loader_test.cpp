@@ -52,10 +52,30 @@ bool CatalogLoaded() {
 }
 
 // File names and paths: case-sensitive, UTF-8 in any locale, '\' as '/',
-// PATH_MAX bytes at most (one more finds nothing and must not overrun).
-TEST(PosixModule, NameForms) {
+// PATH_MAX bytes at most (one more finds nothing and must not overrun). Out
+// of memory leaves no dlopen reference behind; a second load allocates
+// nothing; the last FreeLibrary unloads the module and retires its handle.
+TEST(PosixModule, NameFormsAndUnloading) {
+  ASSERT_FALSE(CatalogLoaded()) << "another test left the catalog loaded";
+  EXPECT_GT(ForEachFailingAllocation([&](unsigned) {
+              HMODULE module = LoadLibraryW(TestCatalogName());
+              if (InjectedFailureFired()) {
+                EXPECT_EQ(nullptr, module);
+                EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, GetLastError());
+              } else {
+                ASSERT_NE(nullptr, module);
+                EXPECT_TRUE(FreeLibrary(module));
+              }
+              EXPECT_FALSE(CatalogLoaded());
+            }),
+            0u);
   HMODULE reference = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, reference);
+  EXPECT_EQ(0u, ForEachFailingAllocation([&](unsigned) {
+              HMODULE again = LoadLibraryW(TestCatalogName());
+              EXPECT_EQ(reference, again);
+              EXPECT_TRUE(again == nullptr || FreeLibrary(again));
+            }));
   const std::string dir = Dir();
   char folder[] = "/tmp/kzmoduleXXXXXX";
   ASSERT_NE(nullptr, mkdtemp(folder));
@@ -93,41 +113,12 @@ TEST(PosixModule, NameForms) {
     EXPECT_TRUE(module == nullptr || FreeLibrary(module));
   }
   EXPECT_TRUE(FreeLibrary(reference));
+  EXPECT_FALSE(CatalogLoaded());
+  EXPECT_FALSE(FreeLibrary(reference));
+  WCHAR buffer[16];
+  EXPECT_EQ(0, LoadStringW(reference, kIdFifteen, buffer, 16));
   unlink(link.c_str());
   rmdir(folder);
-}
-
-// Out of memory leaves no dlopen reference behind; the last FreeLibrary
-// unloads the module and retires its handle.
-TEST(PosixModule, AllocationFailureAndUnloading) {
-  ASSERT_FALSE(CatalogLoaded()) << "another test left the catalog loaded";
-  const unsigned count = ForEachFailingAllocation([&](unsigned) {
-    HMODULE module = LoadLibraryW(TestCatalogName());
-    if (InjectedFailureFired()) {
-      EXPECT_EQ(nullptr, module);
-      EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, GetLastError());
-    } else {
-      ASSERT_NE(nullptr, module);
-      EXPECT_TRUE(FreeLibrary(module));
-    }
-    EXPECT_FALSE(CatalogLoaded());
-  });
-  EXPECT_GT(count, 0u);
-
-  HMODULE module = LoadLibraryW(TestCatalogName());
-  ASSERT_NE(nullptr, module);
-  EXPECT_TRUE(CatalogLoaded());
-  EXPECT_EQ(0u, ForEachFailingAllocation([&](unsigned) {
-              HMODULE again = LoadLibraryW(TestCatalogName());
-              EXPECT_EQ(module, again);
-              EXPECT_TRUE(again == nullptr || FreeLibrary(again));
-            }));
-  WCHAR buffer[16];
-  EXPECT_EQ(7, LoadStringW(module, kIdFifteen, buffer, 16));
-  EXPECT_TRUE(FreeLibrary(module));
-  EXPECT_FALSE(CatalogLoaded());
-  EXPECT_FALSE(FreeLibrary(module));
-  EXPECT_EQ(0, LoadStringW(module, kIdFifteen, buffer, 16));
 }
 
 using platform::LangId;
