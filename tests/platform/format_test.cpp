@@ -30,23 +30,19 @@ struct Outcome {
   std::u16string units;
 };
 
-int Format(char* b, std::size_t n, const char* f, va_list a) {
-  return platform::_vsnprintf(b, n, f, a);
-}
-int Format(WCHAR* b, std::size_t n, const WCHAR* f, va_list a) {
-  return platform::_vsnwprintf(b, n, f, a);
-}
-int Count(const char* f, va_list a) { return platform::_vscprintf(f, a); }
-int Count(const WCHAR* f, va_list a) { return platform::_vscwprintf(f, a); }
-
 template <typename Unit>
 Outcome Call(std::size_t limit, bool count, const Unit* format, ...) {
   std::vector<Unit> buffer(limit + kCanary, static_cast<Unit>(kMark));
   va_list args;
   va_start(args, format);
   Outcome out;
-  out.result = Format(buffer.data(), limit, format, args);
-  if (count) out.needed = Count(format, args);
+  if constexpr (sizeof(Unit) == 1) {
+    out.result = platform::_vsnprintf(buffer.data(), limit, format, args);
+    if (count) out.needed = platform::_vscprintf(format, args);
+  } else {
+    out.result = platform::_vsnwprintf(buffer.data(), limit, format, args);
+    if (count) out.needed = platform::_vscwprintf(format, args);
+  }
   va_end(args);
   for (Unit unit : buffer)
     out.units.push_back(std::make_unsigned_t<Unit>(unit));
