@@ -145,16 +145,32 @@ TEST(ErrorInfo, SlotCalls) {
   }
 }
 
-// QueryInterface from either interface: one IUnknown, one object, one
-// reference added each; anything else E_NOINTERFACE and null. Then the GUID
-// and help context: unset at first, not truncated, the GUID not kept by
-// address, null outputs refused.
+// The GUID and help context: unset at first, not truncated, the GUID not
+// kept by address, null outputs refused. QueryInterface from either
+// interface: one IUnknown, one object, one reference added each; anything
+// else E_NOINTERFACE and null.
 TEST(ErrorInfo, InterfacesGuidAndContext) {
   const GUID kDispatchIid = {
       0x00020400, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
+  const GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
+  GUID guid = kGuid;
+  DWORD context = 7;
+  for (int set = 0; set < 2; ++set) {
+    EXPECT_EQ(S_OK, info->GetGUID(&guid));
+    EXPECT_TRUE(guid == (set ? kGuid : GUID_NULL));
+    EXPECT_EQ(S_OK, info->GetHelpContext(&context));
+    EXPECT_EQ(set ? 0xFFFFFFFEu : 0u, context);
+    GUID given = kGuid;
+    EXPECT_EQ(S_OK, create->SetGUID(given));
+    given.Data1 = 0;
+    EXPECT_EQ(S_OK, create->SetHelpContext(0xFFFFFFFEu));
+  }
+  EXPECT_EQ(E_INVALIDARG, CreateErrorInfo(nullptr));
+  EXPECT_EQ(E_INVALIDARG, info->GetGUID(nullptr));
+  EXPECT_EQ(E_INVALIDARG, info->GetHelpContext(nullptr));
   const GUID* iids[] = {&IID_IUnknown, &IID_IErrorInfo, &IID_ICreateErrorInfo,
                         &kDispatchIid};
   void* unknowns[2] = {};
@@ -181,22 +197,6 @@ TEST(ErrorInfo, InterfacesGuidAndContext) {
   }
   EXPECT_EQ(unknowns[0], unknowns[1]);
   EXPECT_EQ(u"same", Text(info, &IErrorInfo::GetSource));
-  const GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
-  GUID guid = kGuid;
-  DWORD context = 7;
-  for (int set = 0; set < 2; ++set) {
-    EXPECT_EQ(S_OK, info->GetGUID(&guid));
-    EXPECT_TRUE(guid == (set ? kGuid : GUID_NULL));
-    EXPECT_EQ(S_OK, info->GetHelpContext(&context));
-    EXPECT_EQ(set ? 0xFFFFFFFEu : 0u, context);
-    GUID given = kGuid;
-    EXPECT_EQ(S_OK, create->SetGUID(given));
-    given.Data1 = 0;
-    EXPECT_EQ(S_OK, create->SetHelpContext(0xFFFFFFFEu));
-  }
-  EXPECT_EQ(E_INVALIDARG, CreateErrorInfo(nullptr));
-  EXPECT_EQ(E_INVALIDARG, info->GetGUID(nullptr));
-  EXPECT_EQ(E_INVALIDARG, info->GetHelpContext(nullptr));
   info->Release();
   create->Release();
 }
