@@ -31,19 +31,6 @@ std::string Dir() {
   return text.substr(0, text.rfind('/'));
 }
 
-// UTF-8 to UTF-16 (ASCII and two-byte sequences).
-std::u16string Utf16(const std::string& text) {
-  std::u16string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    unsigned char c = static_cast<unsigned char>(text[i]);
-    out.push_back(
-        c >= 0xC0 && i + 1 < text.size()
-            ? static_cast<char16_t>((c & 0x1F) << 6 | (text[++i] & 0x3F))
-            : c);
-  }
-  return out;
-}
-
 bool CatalogLoaded() {
   void* handle = dlopen((Dir() + "/libkz_test_catalog.so").c_str(),
                         RTLD_NOW | RTLD_NOLOAD);
@@ -87,28 +74,32 @@ TEST(PosixModule, NameFormsAndUnloading) {
   if (longest.size() + file.size() < PATH_MAX - 1) longest += "/";
   longest += file;
   ASSERT_EQ(std::size_t{PATH_MAX - 1}, longest.size());
+  auto u = [](const std::string& ascii) {
+    return std::u16string(ascii.begin(), ascii.end());
+  };
   const struct {
     const char* name;
-    std::string module;
+    std::u16string module;
     bool found;
   } rows[] = {
-      {"file name", "libkz_test_catalog.so", true},
-      {"extension without prefix", "kz_test_catalog.so", false},
-      {"capitals", "KZ_TEST_CATALOG", false},
-      {"absolute path, bare", dir + "/kz_test_catalog", true},
-      {"absolute path, Windows extension", dir + "/kz_test_catalog.dll", true},
-      {"absolute path, file name", dir + "/libkz_test_catalog.so", true},
-      {"backslash as separator", dir + "\\kz_test_catalog", true},
-      {"path to nothing", dir + "/nothing/kz_test_catalog", false},
-      {"path ending in a separator", dir + "/", false},
-      {"non-ASCII name", std::string(folder) + "/kz_t\xC3\xABst", true},
-      {"longest path", longest, true},
-      {"one byte more", "/" + longest, false},
-      {"bare name too long for any path", std::string(PATH_MAX, 'k'), false},
+      {"file name", u"libkz_test_catalog.so", true},
+      {"extension without prefix", u"kz_test_catalog.so", false},
+      {"capitals", u"KZ_TEST_CATALOG", false},
+      {"absolute path, bare", u(dir + "/kz_test_catalog"), true},
+      {"absolute path, Windows extension", u(dir + "/kz_test_catalog.dll"),
+       true},
+      {"absolute path, file name", u(dir + "/libkz_test_catalog.so"), true},
+      {"backslash as separator", u(dir + "\\kz_test_catalog"), true},
+      {"path to nothing", u(dir + "/nothing/kz_test_catalog"), false},
+      {"path ending in a separator", u(dir + "/"), false},
+      {"non-ASCII name", u(folder) + u"/kz_t\u00ebst", true},
+      {"longest path", u(longest), true},
+      {"one byte more", u("/" + longest), false},
+      {"bare name too long for any path", u(std::string(PATH_MAX, 'k')), false},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    HMODULE module = LoadLibraryW(Utf16(row.module).c_str());
+    HMODULE module = LoadLibraryW(row.module.c_str());
     EXPECT_EQ(row.found ? reference : nullptr, module);
     EXPECT_TRUE(module == nullptr || FreeLibrary(module));
   }
