@@ -67,8 +67,7 @@ TEST(Bstr, Allocation) {
 
 // SysReAllocStringLen on "abcdef": its own text (as the string block grows a
 // taken-over BSTR) survives; a source inside it is read before the old buffer
-// goes and not past its end (ASan); a length too large changes nothing (and
-// allocates nothing).
+// goes and not past its end (ASan); a length too large changes nothing.
 TEST(Bstr, ReAllocSources) {
   enum Source { kSelf, kNull, kInside, kOther, kIntoNull };
   const struct {

@@ -143,10 +143,9 @@ TEST(ErrorInfo, SlotCalls) {
   }
 }
 
-// The GUID and help context: unset at first, not truncated, the GUID not
-// kept by address, null outputs refused. QueryInterface from either
-// interface: one IUnknown, one object, one reference added each; anything
-// else E_NOINTERFACE and null.
+// GUID and help context unset at first, not truncated, not kept by address;
+// null outputs refused. QueryInterface from either interface: one IUnknown,
+// one reference added each; anything else E_NOINTERFACE and null.
 TEST(ErrorInfo, InterfacesGuidAndContext) {
   const GUID kDispatchIid = {
       0x00020400, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};

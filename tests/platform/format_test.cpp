@@ -133,8 +133,7 @@ bool Check(const kztest::Line& line) {
   if (!fields.Text(&name) || !fields.TextOrNull(&format, &nullFormat)) {
     return false;
   }
-  while (!fields.Word("=>")) {
-    const kztest::Field* field = nullptr;
+  for (const kztest::Field* field = nullptr; !fields.Word("=>");) {
     if (!fields.Take(&field)) return false;
     if (!AddArgument<Unit>(*field, &args, &blocks)) {
       return fields.Fail("bad argument");
@@ -150,9 +149,8 @@ bool Check(const kztest::Line& line) {
   }
   std::int64_t needed = result, limit = 64;
   bool here = true, count = true, runs = true;
-  while (!fields.AtEnd()) {
-    const kztest::Field* field = nullptr;
-    fields.Take(&field);
+  for (const kztest::Field* field = nullptr;
+       !fields.AtEnd() && fields.Take(&field);) {
     const std::string key = field->bare.substr(0, field->bare.find(':') + 1);
     const std::string value = field->bare.substr(key.size());
     std::int64_t n = 0;

@@ -19,11 +19,10 @@ std::u16string Units(const WCHAR* text, int count) {
   return std::u16string(text, text + (count > 0 ? count : 0));
 }
 
-// Faults: an extension added to one name, a trailing dot ignored, invalid
-// names choked on, two handles for one module; a copy off by one, a
-// terminator past the limit, a block from the full 32-bit id, a long text cut
-// at the catalog's buffer sizes (260, 520); limit 0 in place; handles with no
-// table (null is the main program) or none at all.
+// Faults: an extension added, a trailing dot ignored, bad names choked on, two
+// handles for one module; a copy off by one, a terminator past the limit, a
+// block from the full 32-bit id, a long text cut at the catalog's buffer
+// sizes (260, 520); limit 0 in place; handles with no table or none at all.
 TEST(StringTable, ModuleNamesAndContract) {
   HMODULE module = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, module) << "kz_test_catalog must lie beside the tests";

@@ -1,5 +1,7 @@
 // Faults: an allocator that bypasses the window, a count that includes what
-// a test does outside the operation, a failure that sticks.
+// a test does outside the operation (setup, or after the failure), a failure
+// that sticks. Each row's operation makes one allocation (the first two:
+// record and buffer).
 #include "support/alloc_failure.h"
 
 #include <gtest/gtest.h>
@@ -65,9 +67,6 @@ const struct {
      }},
 };
 
-// Each row's operation makes one allocation (the first two: record and
-// buffer); its setup and what follows the failure are neither counted nor
-// failed.
 TEST(AllocationFailure, EachAllocatorReachesTheWindow) {
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.name);
