@@ -115,8 +115,7 @@ TEST(ErrorInfo, SlotCalls) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
     IErrorInfo* objects[] = {nullptr, NewInfo(), NewInfo()};
-    ASSERT_NE(nullptr, objects[1]);
-    ASSERT_NE(nullptr, objects[2]);
+    ASSERT_TRUE(objects[1] != nullptr && objects[2] != nullptr);
     ASSERT_EQ(S_OK, SetErrorInfo(0, row.startWithA ? objects[1] : nullptr));
     IErrorInfo* out = kUntouched;
     HRESULT result = E_FAIL;

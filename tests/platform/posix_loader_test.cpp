@@ -244,8 +244,7 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
       {"last text one unit past the data", overrun, 15, kRefused},
   };
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(row.text, Find(row.image, row.id));
+    EXPECT_EQ(row.text, Find(row.image, row.id)) << row.name;
   }
   const unsigned char* units = nullptr;
   std::uint32_t length = 0;
@@ -253,8 +252,8 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
       platform::FindResourceString(nullptr, 64, 1, 0x0409, &units, &length));
   const Bytes image = ValidImage();
   for (std::size_t cut = 0; cut < kCount0 + 2 * 16 + 10; ++cut) {
-    SCOPED_TRACE(cut);
-    EXPECT_EQ(kRefused, Find(Bytes(image.begin(), image.begin() + cut), 1));
+    EXPECT_EQ(kRefused, Find(Bytes(image.begin(), image.begin() + cut), 1))
+        << "cut at " << cut;
   }
   const ExactImage valid(image);
   WCHAR buffer[8] = {0x7777};
@@ -290,9 +289,8 @@ TEST(ResImage, LanguageOrder) {
       {0x0C07, 48, u"de"},      {0x0409, 48, u"en-US"},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message()
-                 << std::hex << row.user << " id " << std::dec << row.id);
-    EXPECT_EQ(std::u16string(row.text), Find(image, row.id, row.user));
+    EXPECT_EQ(std::u16string(row.text), Find(image, row.id, row.user))
+        << std::hex << row.user << " id " << std::dec << row.id;
   }
 }
 
@@ -307,8 +305,7 @@ TEST(ResImage, LanguageFromLocaleName) {
               {"en_GB.UTF-8", 0x0809}, {"pt_BR", 0x0416},
               {"zh_TW.Big5", 0x0404}};
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(row.id, platform::LanguageFromLocaleName(row.name));
+    EXPECT_EQ(row.id, platform::LanguageFromLocaleName(row.name)) << row.name;
   }
   for (const char* name : {"C", "C.UTF-8", "POSIX", "", "de_JP", "xx_YY",
                            "de_DE_x", "deutsch", "de_"}) {
