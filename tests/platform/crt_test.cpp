@@ -23,6 +23,8 @@
 
 namespace {
 
+using namespace kztest;
+
 constexpr std::size_t kFail = static_cast<std::size_t>(-1);
 constexpr std::size_t kNoDst = static_cast<std::size_t>(-2);  // room: none
 
@@ -30,9 +32,9 @@ constexpr std::size_t kNoDst = static_cast<std::size_t>(-2);  // room: none
 // after `room` shows a write past the limit or a stray terminator.
 template <typename Out, typename In>
 bool Check(std::size_t (*convert)(Out*, const In*, std::size_t),
-           const kztest::Line& line, Out sentinel) {
+           const Line& line, Out sentinel) {
   SCOPED_TRACE(line.where);
-  kztest::Fields fields(line);
+  Fields fields(line);
   std::u16string name, source, expected;
   bool here = false, null = false;
   std::int64_t room = kNoDst, result = kFail;
@@ -97,9 +99,8 @@ TEST(NumberParsing, EveryUnitBeforeADigit) {
 
 // "name locales a b => sign".
 template <typename Unit>
-bool Compare(const kztest::Line& line,
-             int (*compare)(const Unit*, const Unit*)) {
-  kztest::Fields fields(line);
+bool Compare(const Line& line, int (*compare)(const Unit*, const Unit*)) {
+  Fields fields(line);
   std::u16string name, a, b;
   bool here = false;
   std::int64_t sign = 0;
@@ -110,15 +111,15 @@ bool Compare(const kztest::Line& line,
     return false;
   }
   const std::basic_string<Unit> x(a.begin(), a.end()), y(b.begin(), b.end());
-  EXPECT_EQ(sign, kztest::Sign(compare(x.c_str(), y.c_str())))
+  EXPECT_EQ(sign, Sign(compare(x.c_str(), y.c_str())))
       << line.where << " " << std::string(name.begin(), name.end());
   return true;
 }
 
 // "name "text" base => value end errno", also with a null end pointer.
-bool CheckNumber(const kztest::Line& line) {
+bool CheckNumber(const Line& line) {
   SCOPED_TRACE(line.where);
-  kztest::Fields fields(line);
+  Fields fields(line);
   std::u16string name, text;
   std::int64_t base = 0, value = 0, end = -1;
   if (!fields.Text(&name) || !fields.Text(&text) ||
@@ -211,7 +212,7 @@ const void* Store(const std::u16string& text, bool null, bool terminated,
 }
 
 template <typename Unit>
-bool AddArgument(const kztest::Field& field, std::vector<Argument>* args,
+bool AddArgument(const Field& field, std::vector<Argument>* args,
                  Blocks* blocks) {
   const std::string& bare = field.bare;
   const char type = bare.size() >= 2 && bare[1] == ':' ? bare[0] : '?';
@@ -225,7 +226,7 @@ bool AddArgument(const kztest::Field& field, std::vector<Argument>* args,
   } else if (type == 'd' && !field.quoted && !value.empty() && *end == 0) {
     args->emplace_back(real);
   } else if (std::strchr("ilp", type) != nullptr && !field.quoted &&
-             kztest::ParseInteger(value, &n)) {
+             ParseInteger(value, &n)) {
     if (type == 'i') args->emplace_back(static_cast<int>(std::uint32_t(n)));
     if (type == 'l') args->emplace_back(static_cast<long long>(n));
     if (type == 'p') {
@@ -250,8 +251,8 @@ bool AddArgument(const kztest::Field& field, std::vector<Argument>* args,
 // "name format arguments... => result "text" options..."; false if the row
 // doesn't run in this formatter.
 template <typename Unit>
-bool CheckFormat(const kztest::Line& line) {
-  kztest::Fields fields(line);
+bool CheckFormat(const Line& line) {
+  Fields fields(line);
   std::u16string name, format, text;
   bool nullFormat = false;
   Blocks blocks;
@@ -259,7 +260,7 @@ bool CheckFormat(const kztest::Line& line) {
   if (!fields.Text(&name) || !fields.TextOrNull(&format, &nullFormat)) {
     return false;
   }
-  for (const kztest::Field* field = nullptr; !fields.Word("=>");) {
+  for (const Field* field = nullptr; !fields.Word("=>");) {
     if (!fields.Take(&field)) return false;
     if (!AddArgument<Unit>(*field, &args, &blocks)) {
       return fields.Fail("bad argument");
@@ -275,13 +276,11 @@ bool CheckFormat(const kztest::Line& line) {
   }
   std::int64_t needed = result, limit = 64;
   bool here = true, count = true, runs = true;
-  for (const kztest::Field* field = nullptr;
-       !fields.AtEnd() && fields.Take(&field);) {
+  for (const Field* field = nullptr; !fields.AtEnd() && fields.Take(&field);) {
     const std::string key = field->bare.substr(0, field->bare.find(':') + 1);
     const std::string value = field->bare.substr(key.size());
     std::int64_t n = 0;
-    const bool number =
-        kztest::ParseInteger(value, &n) && n >= -1 && n <= 1 << 20;
+    const bool number = ParseInteger(value, &n) && n >= -1 && n <= 1 << 20;
     if (key == "only:" && (value == "8" || value == "16")) {
       runs = runs && value == (sizeof(Unit) == 1 ? "8" : "16");
     } else if (key == "count:" && (number || value == "none")) {
@@ -290,7 +289,7 @@ bool CheckFormat(const kztest::Line& line) {
     } else if (key == "limit:" && number && n >= 0) {
       limit = n;
     } else if (field->quoted || key != "locale:" ||
-               !kztest::ParseLocales(value, &here)) {
+               !ParseLocales(value, &here)) {
       return fields.Fail("unknown option " + field->bare);
     }
   }
@@ -325,11 +324,11 @@ TEST(CharacterFunctions, RecordedRows) {
   std::map<std::string, int> ran;
   for (const char* file :
        {"casemap.txt", "conversions.txt", "number.txt", "format.txt"}) {
-    std::vector<kztest::Line> lines;
-    ASSERT_TRUE(kztest::ReadDataFile(file, &lines));
-    for (const kztest::Line& line : lines) {
+    std::vector<Line> lines;
+    ASSERT_TRUE(ReadDataFile(file, &lines));
+    for (const Line& line : lines) {
       const std::string& section = line.section;
-      kztest::Fields fields(line);
+      Fields fields(line);
       std::int64_t u[3] = {};
       bool done = false;
       if (file == std::string("format.txt")) {
@@ -337,9 +336,9 @@ TEST(CharacterFunctions, RecordedRows) {
       } else if (section == "mapping:C" || section == "mapping:other") {
         done = line.fields.size() == 3;
         for (int i = 0; i < 3 && done; ++i) {
-          const kztest::Field& field = line.fields[i];
+          const Field& field = line.fields[i];
           done = !field.quoted && field.bare.size() == 4 &&
-                 kztest::ParseInteger("0x" + field.bare, &u[i]);
+                 ParseInteger("0x" + field.bare, &u[i]);
         }
         if (!done) fields.Fail("expected unit lower upper in hex");
         if (done) {
@@ -372,8 +371,7 @@ TEST(CharacterFunctions, RecordedRows) {
   EXPECT_GT(ran["mbstowcs"] + ran["wcstombs"], 20) << "rows went missing";
   EXPECT_GT(ran["wcstol"], 40) << "rows went missing";
   EXPECT_GT(ran[""], 250) << "rows went missing";
-  const std::vector<std::uint32_t>& table =
-      tables[kztest::MultibyteLocale() ? 1 : 0];
+  const std::vector<std::uint32_t>& table = tables[MultibyteLocale() ? 1 : 0];
   int wrong = 0;
   for (unsigned unit = 0; unit <= 0xFFFF && wrong <= 10; ++unit) {
     const WCHAR w = static_cast<WCHAR>(unit);
