@@ -53,8 +53,7 @@ TEST(Bstr, Allocation) {
   static const OLECHAR kZeroInside[] = {'a', 0, 'b'};
   BSTR zeroInside = SysAllocStringLen(kZeroInside, 3);
   BSTR unset = SysAllocStringLen(nullptr, 4);
-  ASSERT_NE(nullptr, zeroInside);
-  ASSERT_NE(nullptr, unset);
+  ASSERT_TRUE(zeroInside != nullptr && unset != nullptr);
   EXPECT_EQ(std::u16string(u"a\0b\0", 4), Units(zeroInside));
   EXPECT_EQ(4u, SysStringLen(unset));
   EXPECT_EQ(0, unset[4]);

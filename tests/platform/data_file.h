@@ -27,8 +27,8 @@ struct Line {
 // The lines of data/<name> that hold fields.
 bool ReadDataFile(const std::string& name, std::vector<Line>* lines);
 
-// Walks one line's fields; a getter fails the test and returns false when
-// its field is missing or doesn't parse.
+// Walks a line's fields; a getter fails the test, and returns false, for a
+// field that is missing or doesn't parse.
 class Fields {
  public:
   explicit Fields(const Line& line) : line_(line) {}

@@ -47,12 +47,13 @@ std::u16string Text(IErrorInfo* info, HRESULT (IErrorInfo::*get)(BSTR*)) {
 // alive. Faults: the wrong field, the caller's pointer kept, null and "".
 TEST(ErrorInfo, TextFieldsRoundTrip) {
   struct Field {
+    const char* name;
     HRESULT (ICreateErrorInfo::*set)(LPOLESTR);
     HRESULT (IErrorInfo::*get)(BSTR*);
   } fields[] = {
-      {&ICreateErrorInfo::SetSource, &IErrorInfo::GetSource},
-      {&ICreateErrorInfo::SetDescription, &IErrorInfo::GetDescription},
-      {&ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile},
+      {"source", &ICreateErrorInfo::SetSource, &IErrorInfo::GetSource},
+      {"text", &ICreateErrorInfo::SetDescription, &IErrorInfo::GetDescription},
+      {"help", &ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile},
   };
   const struct {
     std::vector<const OLECHAR*> texts;
@@ -64,8 +65,7 @@ TEST(ErrorInfo, TextFieldsRoundTrip) {
               {{OLESTR("abc"), nullptr}, u"(null)"}};
   for (const Field& field : fields) {
     for (const auto& row : rows) {
-      SCOPED_TRACE(testing::Message() << "row " << (&row - rows) << ", field "
-                                      << (&field - fields));
+      SCOPED_TRACE(std::to_string(&row - rows) + " " + field.name);
       ICreateErrorInfo* create = nullptr;
       IErrorInfo* info = NewInfo(&create);
       ASSERT_NE(nullptr, info);
