@@ -47,27 +47,12 @@ std::u16string Units(BSTR bstr) {
   return std::u16string(bstr, bstr + SysStringLen(bstr) + 1);
 }
 
-// The prefix, not the first zero, gives the length; null text still gives a
-// terminated BSTR; a byte size past 32 bits is refused.
-TEST(Bstr, Allocation) {
-  static const OLECHAR kZeroInside[] = {'a', 0, 'b'};
-  BSTR zeroInside = SysAllocStringLen(kZeroInside, 3);
-  BSTR unset = SysAllocStringLen(nullptr, 4);
-  ASSERT_TRUE(zeroInside != nullptr && unset != nullptr);
-  EXPECT_EQ(std::u16string(u"a\0b\0", 4), Units(zeroInside));
-  EXPECT_EQ(4u, SysStringLen(unset));
-  EXPECT_EQ(0, unset[4]);
-  SysFreeString(zeroInside);
-  SysFreeString(unset);
-  EXPECT_EQ(nullptr, SysAllocString(nullptr));
-  EXPECT_EQ(0u, SysStringLen(nullptr));
-  SysFreeString(nullptr);
-}
-
 // SysReAllocStringLen on "abcdef": its own text (as the string block grows a
 // taken-over BSTR) survives; a source inside it is read before the old buffer
-// goes and not past its end (ASan); a length too large changes nothing.
-TEST(Bstr, ReAllocSources) {
+// goes and not past its end (ASan); a length too large changes nothing. A new
+// BSTR's prefix, not its first zero, gives the length; null text still gives
+// a terminated BSTR.
+TEST(Bstr, AllocationAndReAlloc) {
   enum Source { kSelf, kNull, kInside, kOther, kIntoNull };
   const struct {
     Source source;
@@ -107,6 +92,18 @@ TEST(Bstr, ReAllocSources) {
     EXPECT_EQ(nullptr, SysAllocStringLen(nullptr, length));
   }
   SysFreeString(bstr);
+  static const OLECHAR kZeroInside[] = {'a', 0, 'b'};
+  BSTR zeroInside = SysAllocStringLen(kZeroInside, 3);
+  BSTR unset = SysAllocStringLen(nullptr, 4);
+  ASSERT_TRUE(zeroInside != nullptr && unset != nullptr);
+  EXPECT_EQ(std::u16string(u"a\0b\0", 4), Units(zeroInside));
+  EXPECT_EQ(4u, SysStringLen(unset));
+  EXPECT_EQ(0, unset[4]);
+  SysFreeString(zeroInside);
+  SysFreeString(unset);
+  EXPECT_EQ(nullptr, SysAllocString(nullptr));
+  EXPECT_EQ(0u, SysStringLen(nullptr));
+  SysFreeString(nullptr);
 }
 
 // The text (padded, upper case, no sign extension) and its parse back; 39
