@@ -130,9 +130,8 @@ Bytes Block(int index, const std::u16string& text) {
 
 void PutRecord(Bytes& out, std::uint16_t type, std::uint16_t name,
                LangId language, const Bytes& data) {
-  for (std::uint32_t value : {std::uint32_t(data.size()), 32u}) {
-    Put(out, value, true);
-  }
+  Put(out, static_cast<std::uint32_t>(data.size()), true);
+  Put(out, 32, true);
   for (std::uint32_t value :
        {0xFFFFu, std::uint32_t(type), 0xFFFFu, std::uint32_t(name), 0u, 0u,
         0x1030u, std::uint32_t(language), 0u, 0u, 0u, 0u}) {
@@ -263,8 +262,9 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
 }
 
 // Neutral, the user's, its primary language, en-US, then the lowest id,
-// whatever the order in the file.
-TEST(ResImage, LanguageOrder) {
+// whatever the order in the file. The user's language from the locale name:
+// code set, modifier and case ignored; unknown names and "C" give 0.
+TEST(ResImage, LanguageOrderAndLocaleNames) {
   Bytes image;
   const struct {
     std::uint16_t block;
@@ -292,19 +292,15 @@ TEST(ResImage, LanguageOrder) {
     EXPECT_EQ(std::u16string(row.text), Find(image, row.id, row.user))
         << std::hex << row.user << " id " << std::dec << row.id;
   }
-}
-
-// Code set, modifier and case ignored; unknown names and "C" give 0.
-TEST(ResImage, LanguageFromLocaleName) {
   const struct {
     const char* name;
     LangId id;
-  } rows[] = {{"de_DE.UTF-8", 0x0407}, {"de", 0x0407},
-              {"DE_de", 0x0407},       {"de-AT", 0x0C07},
-              {"de_DE@euro", 0x0407},  {"fr_CA.ISO-8859-1", 0x0C0C},
-              {"en_GB.UTF-8", 0x0809}, {"pt_BR", 0x0416},
-              {"zh_TW.Big5", 0x0404}};
-  for (const auto& row : rows) {
+  } names[] = {{"de_DE.UTF-8", 0x0407}, {"de", 0x0407},
+               {"DE_de", 0x0407},       {"de-AT", 0x0C07},
+               {"de_DE@euro", 0x0407},  {"fr_CA.ISO-8859-1", 0x0C0C},
+               {"en_GB.UTF-8", 0x0809}, {"pt_BR", 0x0416},
+               {"zh_TW.Big5", 0x0404}};
+  for (const auto& row : names) {
     EXPECT_EQ(row.id, platform::LanguageFromLocaleName(row.name)) << row.name;
   }
   for (const char* name : {"C", "C.UTF-8", "POSIX", "", "de_JP", "xx_YY",
