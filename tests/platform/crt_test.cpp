@@ -393,8 +393,7 @@ TEST(Format, CountDirectiveStoresTheLengthSoFar) {
   EXPECT_EQ(4, out.result);
   EXPECT_EQ(u"abc|", out.units.substr(0, 4));
   EXPECT_EQ(3, written);
-  const WCHAR wide[] = {'a', 'b', 'c', 'd', '%', 'n', '|', 0};
-  out = Call<WCHAR>(64, false, wide, &written);
+  out = Call<WCHAR>(64, false, OLESTR("abcd%n|"), &written);
   EXPECT_EQ(5, out.result);
   EXPECT_EQ(4, written);
 }

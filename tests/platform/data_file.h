@@ -1,8 +1,7 @@
-// Recorded tables in tests/platform/data/: fields separated by blanks, '#'
-// comment lines, "[name]" section lines. A field is bare (42, null, =>) or a
-// quoted string after an optional bare prefix (s:"abc") with the escapes
-// \xHH, \uHHHH, \\, \" and \0, else printable ASCII. A missing, empty or
-// malformed file, or a field that does not parse, fails the running test.
+// Tables in tests/platform/data/: blank-separated fields, '#' comments,
+// "[name]" sections. A field is bare (42, null, =>) or a quoted string after
+// an optional bare prefix (s:"abc"), printable ASCII with the escapes \xHH,
+// \uHHHH, \\, \" and \0. A missing, empty or malformed file fails the test.
 #ifndef KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
 #define KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
 

@@ -27,7 +27,6 @@ TEST(StringTable, ModuleNamesAndContract) {
   HMODULE module = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, module) << "kz_test_catalog must lie beside the tests";
   const WCHAR kLoneSurrogate[] = {'k', 'z', 0xD800, 0};
-  // The first three name the catalog.
   const WCHAR* const names[] = {OLESTR("kz_test_catalog"),
                                 OLESTR("kz_test_catalog.dll"),
                                 OLESTR("kz_test_catalog.DLL"),
@@ -39,7 +38,8 @@ TEST(StringTable, ModuleNamesAndContract) {
                                 nullptr};
   for (int i = 0; i < 9; ++i) {
     HMODULE same = LoadLibraryW(names[i]);
-    EXPECT_EQ(i < 3 ? module : nullptr, same) << "name " << i;
+    EXPECT_EQ(i < 3 ? module : nullptr, same)
+        << "name " << i << ", the first three name it";
     EXPECT_TRUE(same == nullptr || FreeLibrary(same));
   }
   const std::u16string kNothing = u"(nothing)";  // nothing may be written

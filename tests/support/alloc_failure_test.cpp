@@ -1,7 +1,6 @@
-// Faults: an allocator that bypasses the window, a count that includes what
-// a test does outside the operation (setup, or after the failure), a failure
-// that sticks. Each row's operation makes one allocation (the first two:
-// record and buffer).
+// Faults: an allocator that bypasses the window, a count that takes in setup
+// or what follows the failure, a failure that sticks. Each row's operation
+// makes one allocation (the first two: record and buffer).
 #include "support/alloc_failure.h"
 
 #include <gtest/gtest.h>
