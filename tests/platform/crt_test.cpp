@@ -1,6 +1,5 @@
-// The run-time's character functions and formatters against rows recorded
-// under Wine in data/ (case mapping and comparison, conversions, wcstol, the
-// printf family), the same rows on both builds.
+// The run-time's character functions and formatters against the rows
+// recorded under Wine in data/, the same rows on both builds.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -314,7 +313,7 @@ bool CheckFormat(const Line& line) {
 // file; format rows in both formatters), every unit's case mapping (a unit left
 // out maps to itself), and a null text to _stricmp or _wcsicmp refused with the
 // run-time's error value.
-TEST(CharacterFunctions, RecordedRows) {
+TEST(RunTime, RecordedRows) {
   // [0]: the C locale, [1]: any other; lower case << 16 | upper case.
   std::vector<std::uint32_t> tables[2];
   for (std::uint32_t unit = 0; unit <= 0xFFFF; ++unit) {

@@ -1,6 +1,5 @@
-// The POSIX loader: LoadLibraryW's own name forms and unloading; the .res
-// reader on raw images, each in a heap block of exactly its size so that ASan
-// sees a read past the end; the language order.
+// POSIX only: LoadLibraryW's name forms and unloading; the .res reader on raw
+// images in heap blocks of exactly their size (ASan sees any read past them).
 #include <gtest/gtest.h>
 
 #include <climits>
