@@ -83,8 +83,7 @@ bool ReadDataFile(const std::string& name, std::vector<Line>* lines) {
       lines->push_back(line);
     }
   }
-  if (lines->empty())
-    ADD_FAILURE() << "cannot read " << name << ", or it holds no rows";
+  EXPECT_FALSE(lines->empty()) << "cannot read " << name << ", or no rows";
   return ok && !lines->empty();
 }
 
@@ -115,11 +114,10 @@ bool Fields::TextOrNull(std::u16string* text, bool* null) {
 
 bool Fields::Integer(std::int64_t min, std::int64_t max, std::int64_t* value) {
   const Field* field = nullptr;
-  if (!Take(&field)) return false;
-  if (field->quoted || !ParseInteger(field->bare, value)) {
-    return Fail("expected an integer");
-  }
-  return (*value >= min && *value <= max) || Fail("integer out of range");
+  return Take(&field) &&
+         ((!field->quoted && ParseInteger(field->bare, value)) ||
+          Fail("expected an integer")) &&
+         ((*value >= min && *value <= max) || Fail("integer out of range"));
 }
 
 bool Fields::Expect(const char* word) {
