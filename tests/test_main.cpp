@@ -7,8 +7,7 @@
 
 int main(int argc, char** argv) {
   const char* locale = std::getenv("KZ_TEST_LOCALE");
-  if (locale == nullptr) locale = "C";
-  if (std::setlocale(LC_ALL, locale) == nullptr) {
+  if (std::setlocale(LC_ALL, locale != nullptr ? locale : "C") == nullptr) {
     std::fprintf(stderr, "cannot set locale '%s'\n", locale);
     return 2;
   }

@@ -16,12 +16,11 @@ inline bool MultibyteLocale() { return MB_CUR_MAX > 1; }
 
 // Tests written for the default initial block size (64).
 inline ::testing::AssertionResult DefaultBlockSize() {
-  if (std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr) {
-    return ::testing::AssertionSuccess();
-  }
-  return ::testing::AssertionFailure()
-         << "written for the default block size: unset "
-            "KZ_INITIAL_STRING_BLOCK_SIZE";
+  return std::getenv("KZ_INITIAL_STRING_BLOCK_SIZE") == nullptr
+             ? ::testing::AssertionSuccess()
+             : ::testing::AssertionFailure()
+                   << "written for the default block size: unset "
+                      "KZ_INITIAL_STRING_BLOCK_SIZE";
 }
 
 // The block size a per-process case expects, passed by CTest.

@@ -17,6 +17,7 @@ const GUID kSample = {
     0x01234567, 0x89AB, 0xCDEF, {1, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF}};
 const GUID kAllOnes = {
     0xFFFFFFFF, 0xFFFF, 0xFFFF, {255, 255, 255, 255, 255, 255, 255, 255}};
+const GUID kPadded = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
 
 // Faults: a realloc to 0 that returns a block, a null block not allocated
 // (also at size 0), growth that loses the contents.
@@ -46,43 +47,12 @@ std::u16string Units(BSTR bstr) {
   return std::u16string(bstr, bstr + SysStringLen(bstr) + 1);
 }
 
-// The prefix, not the first zero, gives the length; null text still gives a
-// terminated BSTR; a byte size past 32 bits is refused.
-TEST(Bstr, Allocation) {
-  static const OLECHAR kZeroInside[] = {'a', 0, 'b'};
-  const struct {
-    BSTR bstr;
-    UINT length;
-    const char16_t* units;  // nullptr: unset
-  } rows[] = {
-      {SysAllocStringLen(kZeroInside, 3), 3, u"a\0b"},
-      {SysAllocStringLen(nullptr, 4), 4, nullptr},
-      {SysAllocStringLen(OLESTR("abc"), 0), 0, u""},
-      {SysAllocString(OLESTR("")), 0, u""},
-      {SysAllocString(OLESTR("hello")), 5, u"hello"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    ASSERT_NE(nullptr, row.bstr);
-    EXPECT_EQ(row.length, SysStringLen(row.bstr));
-    EXPECT_EQ(0, row.bstr[row.length]) << "terminator after the counted units";
-    if (row.units != nullptr) {
-      EXPECT_EQ(std::u16string(row.units, row.length),
-                Units(row.bstr).substr(0, row.length));
-    }
-    SysFreeString(row.bstr);
-  }
-  EXPECT_EQ(nullptr, SysAllocString(nullptr));
-  EXPECT_EQ(0u, SysStringLen(nullptr));
-  SysFreeString(nullptr);
-  EXPECT_EQ(nullptr, SysAllocStringLen(nullptr, 0x80000000u));
-  EXPECT_EQ(nullptr, SysAllocStringLen(nullptr, 0xFFFFFFFFu));
-}
-
 // SysReAllocStringLen on "abcdef": its own text (as the string block grows a
 // taken-over BSTR) survives; a source inside it is read before the old buffer
-// goes and not past its end (ASan); a length too large changes nothing.
-TEST(Bstr, ReAllocSources) {
+// goes and not past its end (ASan); a length too large changes nothing. A new
+// BSTR's prefix, not its first zero, gives the length; null text still gives
+// a terminated BSTR.
+TEST(Bstr, AllocationAndReAlloc) {
   enum Source { kSelf, kNull, kInside, kOther, kIntoNull };
   const struct {
     Source source;
@@ -119,63 +89,62 @@ TEST(Bstr, ReAllocSources) {
     EXPECT_FALSE(SysReAllocStringLen(&bstr, bstr, length));
     EXPECT_EQ(before, bstr);
     EXPECT_EQ(u"abc", kztest::W(bstr));
+    EXPECT_EQ(nullptr, SysAllocStringLen(nullptr, length));
   }
   SysFreeString(bstr);
+  static const OLECHAR kZeroInside[] = {'a', 0, 'b'};
+  BSTR zeroInside = SysAllocStringLen(kZeroInside, 3);
+  BSTR unset = SysAllocStringLen(nullptr, 4);
+  ASSERT_TRUE(zeroInside != nullptr && unset != nullptr);
+  EXPECT_EQ(std::u16string(u"a\0b\0", 4), Units(zeroInside));
+  EXPECT_EQ(4u, SysStringLen(unset));
+  EXPECT_EQ(0, unset[4]);
+  SysFreeString(zeroInside);
+  SysFreeString(unset);
+  EXPECT_EQ(nullptr, SysAllocString(nullptr));
+  EXPECT_EQ(0u, SysStringLen(nullptr));
+  SysFreeString(nullptr);
 }
 
-// The text and its parse back; 39 when it fits, else 0 and nothing written.
-TEST(GuidText, StringFromGuid2) {
-  const struct {
-    GUID guid;
-    const char16_t* text;
-  } rows[] = {
-      {kSample, u"{01234567-89AB-CDEF-0123-456789ABCDEF}"},
-      {{1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}},
-       u"{00000001-0002-0003-0405-060708090A0B}"},
-      {kAllOnes, u"{FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF}"},
-      {GUID_NULL, u"{00000000-0000-0000-0000-000000000000}"},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    OLECHAR buffer[39];
-    ASSERT_EQ(39, StringFromGUID2(row.guid, buffer, 39));
-    EXPECT_EQ(std::u16string(row.text), kztest::W(buffer));
-    GUID parsed = kSample;
-    ASSERT_EQ(S_OK, CLSIDFromString(buffer, &parsed));
-    EXPECT_TRUE(IsEqualGUID(row.guid, parsed));
-  }
+// The text (padded, upper case, no sign extension) and its parse back; 39
+// when it fits, else 0 and nothing written. Only a braced GUID in either case
+// parses, or null; no ProgID is registered.
+TEST(GuidText, FormatAndParse) {
   for (int size : {80, 39, 38, 1, 0}) {
     SCOPED_TRACE(size);
     OLECHAR buffer[80];
     for (OLECHAR& unit : buffer) unit = 0x5A5A;
-    const int result = StringFromGUID2(kSample, buffer, size);
+    const GUID guid = size == 80 ? kAllOnes : kPadded;
+    const int result = StringFromGUID2(guid, buffer, size);
     EXPECT_EQ(size >= 39 ? 39 : 0, result);
     EXPECT_EQ(result == 0 ? 0x5A5A : 0, buffer[result == 0 ? 0 : 38]);
     EXPECT_EQ(0x5A5A, buffer[39]) << "nothing past the terminator";
+    if (result == 0) continue;
+    EXPECT_EQ(size == 80 ? u"{FFFFFFFF-FFFF-FFFF-FFFF-FFFFFFFFFFFF}"
+                         : u"{00000001-0002-0003-0405-060708090A0B}",
+              kztest::W(buffer));
+    GUID parsed = kSample;
+    ASSERT_EQ(S_OK, CLSIDFromString(buffer, &parsed));
+    EXPECT_TRUE(IsEqualGUID(guid, parsed));
   }
-}
-
-// Only a braced GUID in either case, or null; no ProgID is registered.
-TEST(GuidText, ClsidFromString) {
   const struct {
     const char16_t* text;
     HRESULT result;
-    GUID guid;  // on success
   } rows[] = {
-      {u"{01234567-89AB-CDEF-0123-456789ABCDEF}", S_OK, kSample},
-      {u"{01234567-89ab-cdef-0123-456789abcdef}", S_OK, kSample},
-      {nullptr, S_OK, GUID_NULL},
-      {u"", CO_E_CLASSSTRING, GUID_NULL},
-      {u"01234567-89AB-CDEF-0123-456789ABCDEF", CO_E_CLASSSTRING, GUID_NULL},
-      {u"{01234567-89AB-CDEF-0123-456789ABCDEF", CO_E_CLASSSTRING, GUID_NULL},
-      {u"{01234567-89AB-CDEF-0123-456789ABCDE}", CO_E_CLASSSTRING, GUID_NULL},
-      {u"{01234567-89AB-CDEF-0123-456789ABCDEF0}", CO_E_CLASSSTRING, GUID_NULL},
-      {u"{01234567-89AB-CDEF-0123-456789ABCDEF}x", CO_E_CLASSSTRING, GUID_NULL},
-      {u"{0123456G-89AB-CDEF-0123-456789ABCDEF}", CO_E_CLASSSTRING, GUID_NULL},
-      {u"{01234567-89AB-CDEF-0123-456789ABCDEG}", CO_E_CLASSSTRING, GUID_NULL},
-      {u"{01234567+89AB-CDEF-0123-456789ABCDEF}", CO_E_CLASSSTRING, GUID_NULL},
-      {u" {01234567-89AB-CDEF-0123-456789ABCDEF}", CO_E_CLASSSTRING, GUID_NULL},
-      {u"Kz.NoSuchThing", CO_E_CLASSSTRING, GUID_NULL},  // no such ProgID
+      {u"{01234567-89AB-CDEF-0123-456789ABCDEF}", S_OK},
+      {u"{01234567-89ab-cdef-0123-456789abcdef}", S_OK},
+      {nullptr, S_OK},
+      {u"", CO_E_CLASSSTRING},
+      {u"01234567-89AB-CDEF-0123-456789ABCDEF", CO_E_CLASSSTRING},
+      {u"{01234567-89AB-CDEF-0123-456789ABCDEF", CO_E_CLASSSTRING},
+      {u"{01234567-89AB-CDEF-0123-456789ABCDE}", CO_E_CLASSSTRING},
+      {u"{01234567-89AB-CDEF-0123-456789ABCDEF0}", CO_E_CLASSSTRING},
+      {u"{01234567-89AB-CDEF-0123-456789ABCDEF}x", CO_E_CLASSSTRING},
+      {u"{0123456G-89AB-CDEF-0123-456789ABCDEF}", CO_E_CLASSSTRING},
+      {u"{01234567-89AB-CDEF-0123-456789ABCDEG}", CO_E_CLASSSTRING},
+      {u"{01234567+89AB-CDEF-0123-456789ABCDEF}", CO_E_CLASSSTRING},
+      {u" {01234567-89AB-CDEF-0123-456789ABCDEF}", CO_E_CLASSSTRING},
+      {u"Kz.NoSuchThing", CO_E_CLASSSTRING},  // no such ProgID
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
@@ -185,7 +154,8 @@ TEST(GuidText, ClsidFromString) {
     EXPECT_EQ(row.result,
               CLSIDFromString(row.text ? units.c_str() : nullptr, &guid));
     // Windows may leave a partial parse behind a failure.
-    EXPECT_TRUE(row.result != S_OK || IsEqualGUID(row.guid, guid));
+    EXPECT_TRUE(row.result != S_OK ||
+                IsEqualGUID(row.text ? kSample : GUID_NULL, guid));
   }
   EXPECT_EQ(E_INVALIDARG,
             CLSIDFromString(OLESTR("{01234567-89AB-CDEF-0123-456789ABCDEF}"),

@@ -1,8 +1,7 @@
-// Recorded tables in tests/platform/data/: fields separated by blanks, '#'
-// comment lines, "[name]" section lines. A field is bare (42, null, =>) or a
-// quoted string after an optional bare prefix (s:"abc") with the escapes
-// \xHH, \uHHHH, \\, \" and \0, else printable ASCII. A missing, empty or
-// malformed file, or a field that does not parse, fails the running test.
+// Tables in tests/platform/data/: blank-separated fields, '#' comments,
+// "[name]" sections. A field is bare (42, null, =>) or a quoted string after
+// an optional bare prefix (s:"abc"), printable ASCII with the escapes \xHH,
+// \uHHHH, \\, \" and \0. A missing, empty or malformed file fails the test.
 #ifndef KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
 #define KZCOMMON_TESTS_PLATFORM_DATA_FILE_H_
 
@@ -27,8 +26,8 @@ struct Line {
 // The lines of data/<name> that hold fields.
 bool ReadDataFile(const std::string& name, std::vector<Line>* lines);
 
-// Walks one line's fields; a getter fails the test and returns false when
-// its field is missing or doesn't parse.
+// Walks a line's fields; a getter fails the test, and returns false, for a
+// field that is missing or doesn't parse.
 class Fields {
  public:
   explicit Fields(const Line& line) : line_(line) {}
@@ -39,10 +38,9 @@ class Fields {
   bool TextOrNull(std::u16string* text, bool* null);  // or the word null
   // A bare decimal or 0x-hex integer within [min, max].
   bool Integer(std::int64_t min, std::int64_t max, std::int64_t* value);
-  // The bare word `word`; Word takes it silently if it is there.
-  bool Expect(const char* word);
-  bool Word(const char* word);
-  bool Locales(bool* here);                     // as ParseLocales reads them
+  bool Expect(const char* word);  // the bare word `word`, else a failure
+  bool Word(const char* word);    // takes `word` if it comes next
+  bool Locales(bool* here);       // as ParseLocales reads them
   bool Fail(const std::string& message) const;  // always false
 
  private:

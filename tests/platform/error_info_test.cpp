@@ -47,12 +47,13 @@ std::u16string Text(IErrorInfo* info, HRESULT (IErrorInfo::*get)(BSTR*)) {
 // alive. Faults: the wrong field, the caller's pointer kept, null and "".
 TEST(ErrorInfo, TextFieldsRoundTrip) {
   struct Field {
+    const char* name;
     HRESULT (ICreateErrorInfo::*set)(LPOLESTR);
     HRESULT (IErrorInfo::*get)(BSTR*);
   } fields[] = {
-      {&ICreateErrorInfo::SetSource, &IErrorInfo::GetSource},
-      {&ICreateErrorInfo::SetDescription, &IErrorInfo::GetDescription},
-      {&ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile},
+      {"source", &ICreateErrorInfo::SetSource, &IErrorInfo::GetSource},
+      {"text", &ICreateErrorInfo::SetDescription, &IErrorInfo::GetDescription},
+      {"help", &ICreateErrorInfo::SetHelpFile, &IErrorInfo::GetHelpFile},
   };
   const struct {
     std::vector<const OLECHAR*> texts;
@@ -64,8 +65,7 @@ TEST(ErrorInfo, TextFieldsRoundTrip) {
               {{OLESTR("abc"), nullptr}, u"(null)"}};
   for (const Field& field : fields) {
     for (const auto& row : rows) {
-      SCOPED_TRACE(testing::Message() << "row " << (&row - rows) << ", field "
-                                      << (&field - fields));
+      SCOPED_TRACE(std::to_string(&row - rows) + " " + field.name);
       ICreateErrorInfo* create = nullptr;
       IErrorInfo* info = NewInfo(&create);
       ASSERT_NE(nullptr, info);
@@ -86,12 +86,72 @@ TEST(ErrorInfo, TextFieldsRoundTrip) {
   }
 }
 
-// Faults: a truncated context, a GUID kept by address, a write through null.
-TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
-  const GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
+// The slot: GetErrorInfo hands its reference over, SetErrorInfo of A over A
+// keeps A alive (ASan), a refused call changes neither output nor slot, and
+// each thread has its own slot, given up when the thread ends.
+TEST(ErrorInfo, SlotCalls) {
+  enum { kGet = -1, kGetIntoNull = -2 };
+  const struct {
+    const char* name;
+    bool startWithA;
+    ULONG reserved;
+    int given;  // for SetErrorInfo, 0: null, 1: A, 2: B
+    bool otherThread;
+    HRESULT result;
+    int after;  // the slot's object, as `given`
+  } rows[] = {
+      {"get from an empty slot", false, 0, kGet, false, S_FALSE, 0},
+      {"get", true, 0, kGet, false, S_OK, 0},
+      {"get, reserved", true, 1, kGet, false, E_INVALIDARG, 1},
+      {"get into null", true, 0, kGetIntoNull, false, E_INVALIDARG, 1},
+      {"get in another thread", true, 0, kGet, true, S_FALSE, 1},
+      {"set B over A", true, 0, 2, false, S_OK, 2},
+      {"set null", true, 0, 0, false, S_OK, 0},
+      {"set A over A", true, 0, 1, false, S_OK, 1},
+      {"set, reserved", true, 1, 2, false, E_INVALIDARG, 1},
+      {"set null, reserved", true, 1, 0, false, E_INVALIDARG, 1},
+      {"set in another thread", false, 0, 1, true, S_OK, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    IErrorInfo* objects[] = {nullptr, NewInfo(), NewInfo()};
+    ASSERT_TRUE(objects[1] != nullptr && objects[2] != nullptr);
+    ASSERT_EQ(S_OK, SetErrorInfo(0, row.startWithA ? objects[1] : nullptr));
+    IErrorInfo* out = kUntouched;
+    HRESULT result = E_FAIL;
+    auto call = [&] {
+      result = row.given == kGet ? GetErrorInfo(row.reserved, &out)
+               : row.given == kGetIntoNull
+                   ? GetErrorInfo(row.reserved, nullptr)
+                   : SetErrorInfo(row.reserved, objects[row.given]);
+    };
+    row.otherThread ? std::thread(call).join() : call();
+    EXPECT_EQ(row.result, result);
+    EXPECT_EQ(row.given != kGet || row.result < 0 ? kUntouched
+              : row.result == S_OK                ? objects[1]
+                                                  : nullptr,
+              out);
+    if (out == objects[1]) out->Release();
+    EXPECT_EQ(row.after == 1 ? 1u : 0u, OtherRefs(objects[1]));
+    EXPECT_EQ(row.after == 2 ? 1u : 0u, OtherRefs(objects[2]));
+    IErrorInfo* left = Take();
+    EXPECT_EQ(objects[row.after], left);
+    if (left != nullptr) left->Release();
+    objects[1]->Release();
+    objects[2]->Release();
+  }
+}
+
+// GUID and help context unset at first, not truncated, not kept by address;
+// null outputs refused. QueryInterface from either interface: one IUnknown,
+// one reference added each; anything else E_NOINTERFACE and null.
+TEST(ErrorInfo, InterfacesGuidAndContext) {
+  const GUID kDispatchIid = {
+      0x00020400, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
   ICreateErrorInfo* create = nullptr;
   IErrorInfo* info = NewInfo(&create);
   ASSERT_NE(nullptr, info);
+  const GUID kGuid = {0x01234567, 0x89AB, 0xCDEF, {1, 2, 3, 4, 5, 6, 7, 8}};
   GUID guid = kGuid;
   DWORD context = 7;
   for (int set = 0; set < 2; ++set) {
@@ -107,83 +167,6 @@ TEST(ErrorInfo, GuidHelpContextAndNullOutputs) {
   EXPECT_EQ(E_INVALIDARG, CreateErrorInfo(nullptr));
   EXPECT_EQ(E_INVALIDARG, info->GetGUID(nullptr));
   EXPECT_EQ(E_INVALIDARG, info->GetHelpContext(nullptr));
-  info->Release();
-  create->Release();
-}
-
-// GetErrorInfo hands the slot's reference over; a refused call changes
-// neither the output nor the slot.
-TEST(ErrorInfo, GetErrorInfoCalls) {
-  struct Row {
-    bool withObject;
-    ULONG reserved;
-    bool nullOut;
-    HRESULT result;
-  } rows[] = {
-      {false, 0, false, S_FALSE},      {true, 0, false, S_OK},
-      {false, 1, false, E_INVALIDARG}, {true, 1, false, E_INVALIDARG},
-      {false, 0, true, E_INVALIDARG},  {true, 0, true, E_INVALIDARG},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    IErrorInfo* object = NewInfo();
-    ASSERT_NE(nullptr, object);
-    EXPECT_EQ(S_OK, row.withObject ? SetErrorInfo(0, object) : S_OK);
-    IErrorInfo* out = kUntouched;
-    EXPECT_EQ(row.result,
-              GetErrorInfo(row.reserved, row.nullOut ? nullptr : &out));
-    EXPECT_EQ(row.result == S_OK      ? object
-              : row.result == S_FALSE ? nullptr
-                                      : kUntouched,
-              out);
-    if (row.result == S_OK) out->Release();
-    const bool kept = row.withObject && row.result < 0;
-    IErrorInfo* left = kUntouched;
-    EXPECT_EQ(kept ? S_OK : S_FALSE, GetErrorInfo(0, &left));
-    EXPECT_EQ(kept ? object : nullptr, left);
-    if (left != nullptr) left->Release();
-    EXPECT_EQ(0u, OtherRefs(object)) << "the slot's reference was given up";
-    object->Release();
-  }
-}
-
-// SetErrorInfo over A: A again must not free it in between (ASan).
-TEST(ErrorInfo, SetErrorInfoCalls) {
-  struct Row {
-    ULONG reserved;
-    int given;  // 0: null, 1: A, 2: B
-    HRESULT result;
-    int after;
-  } rows[] = {{0, 2, S_OK, 2},
-              {0, 0, S_OK, 0},
-              {0, 1, S_OK, 1},
-              {1, 2, E_INVALIDARG, 1},
-              {1, 0, E_INVALIDARG, 1}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(&row - rows);
-    IErrorInfo* objects[] = {nullptr, NewInfo(), NewInfo()};
-    ASSERT_NE(nullptr, objects[1]);
-    ASSERT_NE(nullptr, objects[2]);
-    ASSERT_EQ(S_OK, SetErrorInfo(0, objects[1]));
-    EXPECT_EQ(row.result, SetErrorInfo(row.reserved, objects[row.given]));
-    EXPECT_EQ(row.after == 1 ? 1u : 0u, OtherRefs(objects[1]));
-    EXPECT_EQ(row.after == 2 ? 1u : 0u, OtherRefs(objects[2]));
-    IErrorInfo* left = Take();
-    EXPECT_EQ(objects[row.after], left);
-    if (left != nullptr) left->Release();
-    objects[1]->Release();
-    objects[2]->Release();
-  }
-}
-
-// QueryInterface from either interface: one IUnknown, one object, one
-// reference added each; anything else E_NOINTERFACE and null.
-TEST(ErrorInfo, QueryInterface) {
-  const GUID kDispatchIid = {
-      0x00020400, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-  ICreateErrorInfo* create = nullptr;
-  IErrorInfo* info = NewInfo(&create);
-  ASSERT_NE(nullptr, info);
   const GUID* iids[] = {&IID_IUnknown, &IID_IErrorInfo, &IID_ICreateErrorInfo,
                         &kDispatchIid};
   void* unknowns[2] = {};
@@ -212,22 +195,6 @@ TEST(ErrorInfo, QueryInterface) {
   EXPECT_EQ(u"same", Text(info, &IErrorInfo::GetSource));
   info->Release();
   create->Release();
-}
-
-// The slot is per thread, and released when its thread ends.
-TEST(ErrorInfo, SlotPerThread) {
-  IErrorInfo* info = NewInfo();
-  ASSERT_NE(nullptr, info);
-  HRESULT results[2] = {E_FAIL, E_FAIL};
-  IErrorInfo* otherOut = kUntouched;
-  std::thread([&] { results[0] = SetErrorInfo(0, info); }).join();
-  std::thread([&] { results[1] = GetErrorInfo(0, &otherOut); }).join();
-  EXPECT_EQ(S_OK, results[0]);
-  EXPECT_EQ(S_FALSE, results[1]);
-  EXPECT_EQ(nullptr, otherOut);
-  EXPECT_EQ(nullptr, Take());
-  EXPECT_EQ(0u, OtherRefs(info)) << "the ended thread's slot released it";
-  info->Release();
 }
 
 }  // namespace

@@ -1,13 +1,11 @@
-// The POSIX loader: LoadLibraryW's own name forms, unloading and the library
-// itself; the .res reader on raw images, each in a heap block of exactly its
-// size so that ASan sees a read past the end; the language order.
+// POSIX only: LoadLibraryW's name forms and unloading; the .res reader on raw
+// images in heap blocks of exactly their size (ASan sees any read past them).
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdint>
 #include <cstring>
 #include <dlfcn.h>
-#include <link.h>
 #include <memory>
 #include <stdlib.h>
 #include <string>
@@ -32,19 +30,6 @@ std::string Dir() {
   return text.substr(0, text.rfind('/'));
 }
 
-// UTF-8 to UTF-16 (ASCII and two-byte sequences).
-std::u16string Utf16(const std::string& text) {
-  std::u16string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    unsigned char c = static_cast<unsigned char>(text[i]);
-    out.push_back(
-        c >= 0xC0 && i + 1 < text.size()
-            ? static_cast<char16_t>((c & 0x1F) << 6 | (text[++i] & 0x3F))
-            : c);
-  }
-  return out;
-}
-
 bool CatalogLoaded() {
   void* handle = dlopen((Dir() + "/libkz_test_catalog.so").c_str(),
                         RTLD_NOW | RTLD_NOLOAD);
@@ -53,10 +38,30 @@ bool CatalogLoaded() {
 }
 
 // File names and paths: case-sensitive, UTF-8 in any locale, '\' as '/',
-// PATH_MAX bytes at most (one more finds nothing and must not overrun).
-TEST(PosixModule, NameForms) {
+// PATH_MAX bytes at most (one more finds nothing and must not overrun). Out
+// of memory leaves no dlopen reference behind; a second load allocates
+// nothing; the last FreeLibrary unloads the module and retires its handle.
+TEST(PosixModule, NameFormsAndUnloading) {
+  ASSERT_FALSE(CatalogLoaded()) << "another test left the catalog loaded";
+  EXPECT_GT(ForEachFailingAllocation([&](unsigned) {
+              HMODULE module = LoadLibraryW(TestCatalogName());
+              if (InjectedFailureFired()) {
+                EXPECT_EQ(nullptr, module);
+                EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, GetLastError());
+              } else {
+                ASSERT_NE(nullptr, module);
+                EXPECT_TRUE(FreeLibrary(module));
+              }
+              EXPECT_FALSE(CatalogLoaded());
+            }),
+            0u);
   HMODULE reference = LoadLibraryW(TestCatalogName());
   ASSERT_NE(nullptr, reference);
+  EXPECT_EQ(0u, ForEachFailingAllocation([&](unsigned) {
+              HMODULE again = LoadLibraryW(TestCatalogName());
+              EXPECT_EQ(reference, again);
+              EXPECT_TRUE(again == nullptr || FreeLibrary(again));
+            }));
   const std::string dir = Dir();
   char folder[] = "/tmp/kzmoduleXXXXXX";
   ASSERT_NE(nullptr, mkdtemp(folder));
@@ -68,92 +73,42 @@ TEST(PosixModule, NameForms) {
   if (longest.size() + file.size() < PATH_MAX - 1) longest += "/";
   longest += file;
   ASSERT_EQ(std::size_t{PATH_MAX - 1}, longest.size());
+  auto u = [](const std::string& ascii) {
+    return std::u16string(ascii.begin(), ascii.end());
+  };
   const struct {
     const char* name;
-    std::string module;
+    std::u16string module;
     bool found;
   } rows[] = {
-      {"file name", "libkz_test_catalog.so", true},
-      {"extension without prefix", "kz_test_catalog.so", false},
-      {"capitals", "KZ_TEST_CATALOG", false},
-      {"absolute path, bare", dir + "/kz_test_catalog", true},
-      {"absolute path, Windows extension", dir + "/kz_test_catalog.dll", true},
-      {"absolute path, file name", dir + "/libkz_test_catalog.so", true},
-      {"backslash as separator", dir + "\\kz_test_catalog", true},
-      {"path to nothing", dir + "/nothing/kz_test_catalog", false},
-      {"path ending in a separator", dir + "/", false},
-      {"non-ASCII name", std::string(folder) + "/kz_t\xC3\xABst", true},
-      {"longest path", longest, true},
-      {"one byte more", "/" + longest, false},
-      {"bare name too long for any path", std::string(PATH_MAX, 'k'), false},
+      {"file name", u"libkz_test_catalog.so", true},
+      {"extension without prefix", u"kz_test_catalog.so", false},
+      {"capitals", u"KZ_TEST_CATALOG", false},
+      {"absolute path, bare", u(dir + "/kz_test_catalog"), true},
+      {"absolute path, Windows extension", u(dir + "/kz_test_catalog.dll"),
+       true},
+      {"absolute path, file name", u(dir + "/libkz_test_catalog.so"), true},
+      {"backslash as separator", u(dir + "\\kz_test_catalog"), true},
+      {"path to nothing", u(dir + "/nothing/kz_test_catalog"), false},
+      {"path ending in a separator", u(dir + "/"), false},
+      {"non-ASCII name", u(folder) + u"/kz_t\u00ebst", true},
+      {"longest path", u(longest), true},
+      {"one byte more", u("/" + longest), false},
+      {"bare name too long for any path", u(std::string(PATH_MAX, 'k')), false},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    HMODULE module = LoadLibraryW(Utf16(row.module).c_str());
+    HMODULE module = LoadLibraryW(row.module.c_str());
     EXPECT_EQ(row.found ? reference : nullptr, module);
     EXPECT_TRUE(module == nullptr || FreeLibrary(module));
   }
   EXPECT_TRUE(FreeLibrary(reference));
+  EXPECT_FALSE(CatalogLoaded());
+  EXPECT_FALSE(FreeLibrary(reference));
+  WCHAR buffer[16];
+  EXPECT_EQ(0, LoadStringW(reference, kIdFifteen, buffer, 16));
   unlink(link.c_str());
   rmdir(folder);
-}
-
-// Out of memory leaves no dlopen reference behind; the last FreeLibrary
-// unloads the module and retires its handle.
-TEST(PosixModule, AllocationFailureAndUnloading) {
-  ASSERT_FALSE(CatalogLoaded()) << "another test left the catalog loaded";
-  const unsigned count = ForEachFailingAllocation([&](unsigned) {
-    HMODULE module = LoadLibraryW(TestCatalogName());
-    if (InjectedFailureFired()) {
-      EXPECT_EQ(nullptr, module);
-      EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, GetLastError());
-    } else {
-      ASSERT_NE(nullptr, module);
-      EXPECT_TRUE(FreeLibrary(module));
-    }
-    EXPECT_FALSE(CatalogLoaded());
-  });
-  EXPECT_GT(count, 0u);
-
-  HMODULE module = LoadLibraryW(TestCatalogName());
-  ASSERT_NE(nullptr, module);
-  EXPECT_TRUE(CatalogLoaded());
-  EXPECT_EQ(0u, ForEachFailingAllocation([&](unsigned) {
-              HMODULE again = LoadLibraryW(TestCatalogName());
-              EXPECT_EQ(module, again);
-              EXPECT_TRUE(again == nullptr || FreeLibrary(again));
-            }));
-  WCHAR buffer[16];
-  EXPECT_EQ(7, LoadStringW(module, kIdFifteen, buffer, 16));
-  EXPECT_TRUE(FreeLibrary(module));
-  EXPECT_FALSE(CatalogLoaded());
-  EXPECT_FALSE(FreeLibrary(module));
-  EXPECT_EQ(0, LoadStringW(module, kIdFifteen, buffer, 16));
-}
-
-// "kzcommon" is the library already loaded (here under its SONAME, as a
-// client's link brings it), not a second copy.
-TEST(PosixModule, KzcommonIsTheLoadedLibrary) {
-  void* linked = dlopen((Dir() + "/" KZ_TEST_MODULE_SONAME).c_str(),
-                        RTLD_NOW | RTLD_GLOBAL);
-  ASSERT_NE(nullptr, linked) << dlerror();
-  auto copies = [] {
-    int count = 0;
-    dl_iterate_phdr(
-        [](dl_phdr_info* info, std::size_t, void* data) -> int {
-          const std::string name = info->dlpi_name ? info->dlpi_name : "";
-          *static_cast<int*>(data) += name.find("libkzcommon") != name.npos;
-          return 0;
-        },
-        &count);
-    return count;
-  };
-  EXPECT_EQ(1, copies());
-  HMODULE module = LoadLibraryW(OLESTR("kzcommon"));
-  ASSERT_NE(nullptr, module);
-  EXPECT_EQ(1, copies());
-  EXPECT_TRUE(FreeLibrary(module));
-  dlclose(linked);
 }
 
 using platform::LangId;
@@ -174,9 +129,8 @@ Bytes Block(int index, const std::u16string& text) {
 
 void PutRecord(Bytes& out, std::uint16_t type, std::uint16_t name,
                LangId language, const Bytes& data) {
-  for (std::uint32_t value : {std::uint32_t(data.size()), 32u}) {
-    Put(out, value, true);
-  }
+  Put(out, static_cast<std::uint32_t>(data.size()), true);
+  Put(out, 32, true);
   for (std::uint32_t value :
        {0xFFFFu, std::uint32_t(type), 0xFFFFu, std::uint32_t(name), 0u, 0u,
         0x1030u, std::uint32_t(language), 0u, 0u, 0u, 0u}) {
@@ -227,7 +181,8 @@ std::u16string Find(const Bytes& image, UINT id, LangId user = 0x0409) {
 }
 
 // Size fields that lie (refused without arithmetic that wraps), broken
-// records, records that are not string blocks, and cuts of a valid image.
+// records, records that are not string blocks, cuts of a valid image, and a
+// negative limit to LoadStringFromImage.
 TEST(ResImage, ImagesAndWhatTheyGive) {
   Bytes shortBlock;  // 3 of its 16 strings, data size consistent with that
   PutRecord(shortBlock, 6, 1, 0x0409, Bytes{1, 0, 'a', 0, 0, 0, 0, 0});
@@ -287,8 +242,7 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
       {"last text one unit past the data", overrun, 15, kRefused},
   };
   for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(row.text, Find(row.image, row.id));
+    EXPECT_EQ(row.text, Find(row.image, row.id)) << row.name;
   }
   const unsigned char* units = nullptr;
   std::uint32_t length = 0;
@@ -296,27 +250,20 @@ TEST(ResImage, ImagesAndWhatTheyGive) {
       platform::FindResourceString(nullptr, 64, 1, 0x0409, &units, &length));
   const Bytes image = ValidImage();
   for (std::size_t cut = 0; cut < kCount0 + 2 * 16 + 10; ++cut) {
-    SCOPED_TRACE(cut);
-    EXPECT_EQ(kRefused, Find(Bytes(image.begin(), image.begin() + cut), 1));
+    EXPECT_EQ(kRefused, Find(Bytes(image.begin(), image.begin() + cut), 1))
+        << "cut at " << cut;
   }
-}
-
-// A malformed image or a negative limit gives 0 and leaves the buffer (the
-// rest of the contract: StringTable.Contract).
-TEST(ResImage, LoadStringFromImage) {
+  const ExactImage valid(image);
   WCHAR buffer[8] = {0x7777};
-  for (const auto& [image, limit] :
-       {std::pair(Patched(kData, 0xFF, 1), 8), std::pair(ValidImage(), -1)}) {
-    ExactImage exact(image);
-    EXPECT_EQ(0, platform::LoadStringFromImage(exact.bytes.get(), exact.size, 1,
-                                               0x0409, buffer, limit));
-    EXPECT_EQ(0x7777, buffer[0]);
-  }
+  EXPECT_EQ(0, platform::LoadStringFromImage(valid.bytes.get(), valid.size, 1,
+                                             0x0409, buffer, -1));
+  EXPECT_EQ(0x7777, buffer[0]) << "a negative limit writes nothing";
 }
 
 // Neutral, the user's, its primary language, en-US, then the lowest id,
-// whatever the order in the file.
-TEST(ResImage, LanguageOrder) {
+// whatever the order in the file. The user's language from the locale name:
+// code set, modifier and case ignored; unknown names and "C" give 0.
+TEST(ResImage, LanguageOrderAndLocaleNames) {
   Bytes image;
   const struct {
     std::uint16_t block;
@@ -341,25 +288,19 @@ TEST(ResImage, LanguageOrder) {
       {0x0C07, 48, u"de"},      {0x0409, 48, u"en-US"},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message()
-                 << std::hex << row.user << " id " << std::dec << row.id);
-    EXPECT_EQ(std::u16string(row.text), Find(image, row.id, row.user));
+    EXPECT_EQ(std::u16string(row.text), Find(image, row.id, row.user))
+        << std::hex << row.user << " id " << std::dec << row.id;
   }
-}
-
-// Code set, modifier and case ignored; unknown names and "C" give 0.
-TEST(ResImage, LanguageFromLocaleName) {
   const struct {
     const char* name;
     LangId id;
-  } rows[] = {{"de_DE.UTF-8", 0x0407}, {"de", 0x0407},
-              {"DE_de", 0x0407},       {"de-AT", 0x0C07},
-              {"de_DE@euro", 0x0407},  {"fr_CA.ISO-8859-1", 0x0C0C},
-              {"en_GB.UTF-8", 0x0809}, {"pt_BR", 0x0416},
-              {"zh_TW.Big5", 0x0404}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(row.id, platform::LanguageFromLocaleName(row.name));
+  } names[] = {{"de_DE.UTF-8", 0x0407}, {"de", 0x0407},
+               {"DE_de", 0x0407},       {"de-AT", 0x0C07},
+               {"de_DE@euro", 0x0407},  {"fr_CA.ISO-8859-1", 0x0C0C},
+               {"en_GB.UTF-8", 0x0809}, {"pt_BR", 0x0416},
+               {"zh_TW.Big5", 0x0404}};
+  for (const auto& row : names) {
+    EXPECT_EQ(row.id, platform::LanguageFromLocaleName(row.name)) << row.name;
   }
   for (const char* name : {"C", "C.UTF-8", "POSIX", "", "de_JP", "xx_YY",
                            "de_DE_x", "deutsch", "de_"}) {

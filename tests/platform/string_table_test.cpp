@@ -19,13 +19,14 @@ std::u16string Units(const WCHAR* text, int count) {
   return std::u16string(text, text + (count > 0 ? count : 0));
 }
 
-// Faults: an extension added to one, a trailing dot ignored, invalid names
-// choked on, two handles for one module, one free unloading two loads.
-TEST(Module, NamesAndReferences) {
-  HMODULE reference = LoadLibraryW(TestCatalogName());
-  ASSERT_NE(nullptr, reference);
+// Faults: an extension added, a trailing dot ignored, bad names choked on, two
+// handles for one module; a copy off by one, a terminator past the limit, a
+// block from the full 32-bit id, a long text cut at the catalog's buffer
+// sizes (260, 520); limit 0 in place; handles with no table or none at all.
+TEST(StringTable, ModuleNamesAndContract) {
+  HMODULE module = LoadLibraryW(TestCatalogName());
+  ASSERT_NE(nullptr, module) << "kz_test_catalog must lie beside the tests";
   const WCHAR kLoneSurrogate[] = {'k', 'z', 0xD800, 0};
-  // The first three name the catalog.
   const WCHAR* const names[] = {OLESTR("kz_test_catalog"),
                                 OLESTR("kz_test_catalog.dll"),
                                 OLESTR("kz_test_catalog.DLL"),
@@ -36,28 +37,11 @@ TEST(Module, NamesAndReferences) {
                                 kLoneSurrogate,
                                 nullptr};
   for (int i = 0; i < 9; ++i) {
-    HMODULE module = LoadLibraryW(names[i]);
-    EXPECT_EQ(i < 3 ? reference : nullptr, module) << "name " << i;
-    EXPECT_TRUE(module == nullptr || FreeLibrary(module));
+    HMODULE same = LoadLibraryW(names[i]);
+    EXPECT_EQ(i < 3 ? module : nullptr, same)
+        << "name " << i << ", the first three name it";
+    EXPECT_TRUE(same == nullptr || FreeLibrary(same));
   }
-  HMODULE second = LoadLibraryW(TestCatalogName());
-  EXPECT_EQ(reference, second);
-  EXPECT_TRUE(FreeLibrary(second));
-  WCHAR buffer[16];
-  EXPECT_EQ(7, LoadStringW(reference, kIdFifteen, buffer, 16));
-  EXPECT_EQ(u"fifteen", W(buffer));
-  EXPECT_TRUE(FreeLibrary(reference));
-  EXPECT_FALSE(FreeLibrary(nullptr));
-  int local = 0;
-  EXPECT_FALSE(FreeLibrary(reinterpret_cast<HMODULE>(&local)));
-}
-
-// Faults: a copy off by one, a terminator past the limit, a block from the
-// full 32-bit id, a long text cut at the catalog's buffer sizes (260, 520);
-// limit 0 in place; handles with no table (null is the main program).
-TEST(StringTable, Contract) {
-  HMODULE module = LoadLibraryW(TestCatalogName());
-  ASSERT_NE(nullptr, module) << "kz_test_catalog must lie beside the tests";
   const std::u16string kNothing = u"(nothing)";  // nothing may be written
   const struct {
     const char* name;
@@ -124,7 +108,9 @@ TEST(StringTable, Contract) {
                            buffer, 16));
   EXPECT_EQ(kUntouched, buffer[0]);
   EXPECT_EQ(0, LoadStringW(module, kIdLetters, nullptr, 16));
-  FreeLibrary(module);
+  EXPECT_TRUE(FreeLibrary(module));
+  EXPECT_FALSE(FreeLibrary(nullptr));
+  EXPECT_FALSE(FreeLibrary(reinterpret_cast<HMODULE>(&local)));
 }
 
 // The language of a block for the process's LC_ALL (one process per locale).

@@ -18,11 +18,8 @@ void* Allocate(std::size_t size) {
 }
 
 void* AllocateNoThrow(std::size_t size) noexcept {
-  try {
-    return Allocate(size);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  return platform::FailThisAllocation() ? nullptr
+                                        : std::malloc(size != 0 ? size : 1);
 }
 
 }  // namespace
