@@ -51,8 +51,7 @@ std::string Text(const Unit* text) {
   return Bytes(text, std::char_traits<Unit>::length(text) * sizeof(Unit));
 }
 
-// Reading the texts builds both forms, so this comes after every check of the
-// forms.
+// Reading the texts builds both forms: call it after the checks of the forms.
 std::string Describe(const CKZString& s) {
   if (A::IsNull(s)) return "null";
   return "wide " + Text(static_cast<const WCHAR*>(s)) + " mbs " +
