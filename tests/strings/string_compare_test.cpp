@@ -16,10 +16,6 @@ using kztest::Make;
 
 const Forms kForms[] = {kWide, kMbs, kBoth};
 
-std::string FormName(int forms) {
-  return forms == kWide ? "wide-only" : forms == kMbs ? "mbs-only" : "both";
-}
-
 // A wide-only value whose units may include zeros, as SetAt(i, 0) leaves them.
 CKZString WideWithZeros(const WString& units) {
   CKZString s(units.c_str(), static_cast<ULONG>(units.size()));
@@ -92,8 +88,8 @@ TEST(StringCompare, OperatorsOrderNullEmptyAndText) {
   for (const Row& row : rows) {
     for (Forms lf : kForms) {
       for (Forms rf : kForms) {
-        SCOPED_TRACE(M(row.left) + " vs " + M(row.right) + ", " + FormName(lf) +
-                     " vs " + FormName(rf));
+        SCOPED_TRACE(M(row.left) + " vs " + M(row.right) + ", " +
+                     std::to_string(lf) + " vs " + std::to_string(rf));
         const WideOrNull leftWide(row.left);
         const WideOrNull rightWide(row.right);
         CKZString left = Make(row.left, lf);
@@ -154,7 +150,8 @@ TEST(StringCompare, EncodingFollowsTheFormsPresent) {
   const SameText text = LocaleText();
   for (const Row& row : rows) {
     for (bool caseLess : {false, true}) {
-      SCOPED_TRACE(FormName(row.left) + " vs " + FormName(row.right) +
+      SCOPED_TRACE(std::to_string(row.left) + " vs " +
+                   std::to_string(row.right) +
                    (caseLess ? ", CaseLessEqual" : ""));
       CKZString left = Make(row.left, text);
       CKZString right = Make(row.right, text);
@@ -302,7 +299,8 @@ TEST(StringFind, CharactersAndTextsInEachForm) {
   const WCHAR emptyWide[] = {0};
   for (const Row& row : rows) {
     for (Forms form : kForms) {
-      SCOPED_TRACE(M(row.value) + ", " + row.needle + ", " + FormName(form));
+      SCOPED_TRACE(M(row.value) + ", " + row.needle + ", " +
+                   std::to_string(form));
       CKZString s = Make(row.value, form);
       EXPECT_EQ(-1, s.Find(static_cast<const WCHAR*>(nullptr)));
       EXPECT_EQ(-1, s.Find(static_cast<const char*>(nullptr)));
@@ -354,7 +352,7 @@ TEST(StringFind, CharactersAndTextsInEachForm) {
   const std::string third(sample.bytes + 2 * perChar, perChar);
   ASSERT_NE(sample.bytes[0], sample.bytes[1]);
   for (Forms form : kForms) {
-    SCOPED_TRACE(FormName(form));
+    SCOPED_TRACE(std::to_string(form));
     CKZString s = Make(form, text);
     EXPECT_EQ(2, s.Find(text.wide.c_str() + 2));
     EXPECT_EQ(3, s.ReverseFind(static_cast<WCHAR>('x')));
