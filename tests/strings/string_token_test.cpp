@@ -175,7 +175,6 @@ TEST(StringTokenList, NewListRoomDoublesFromOneAndCopiesFit) {
   EXPECT_EQ(A::Block(T::Delimiter(list)), A::Block(T::Delimiter(copy)));
   const CKZStringToken emptyCopy(empty);
   EXPECT_EQ(0u, T::Room(emptyCopy));
-  EXPECT_EQ(0u, emptyCopy.GetCount());
 }
 
 // Fault: assignment leaves or drops tokens, reallocates when the room
