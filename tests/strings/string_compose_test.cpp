@@ -123,20 +123,16 @@ TEST(Compose, ResultsPassesAndRejectedFormats) {
                      (reused ? ", reused" : ""));
         // Before: the other encoding, or a composed block with both forms.
         CKZString s = Make("former", wide ? kMbs : kWide);
+        auto compose = [&](const char* f, const char* text) {
+          wide ? s.Compose(Widen(f).c_str(), Widen(text).c_str())
+               : s.Compose(f, text);
+        };
         if (reused) {
-          if (wide) {
-            s.Compose(OLESTR("%s"), OLESTR("former"));
-          } else {
-            s.Compose("%s", "former");
-          }
+          compose("%s", "former");
           static_cast<void>(static_cast<const char*>(s));
           static_cast<void>(static_cast<const WCHAR*>(s));
         }
-        if (wide) {
-          s.Compose(Widen(format).c_str(), OLESTR("ab"));
-        } else {
-          s.Compose(format, "ab");
-        }
+        compose(format, "ab");
         const std::string text = *format == 0 ? "" : "[ab]";
         const std::uint32_t length = static_cast<std::uint32_t>(text.size());
         ASSERT_FALSE(A::IsNull(s));

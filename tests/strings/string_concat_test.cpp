@@ -405,13 +405,8 @@ TEST(StringEmptyText, AppendsAgreeAndLengthBuildsTheWideForm) {
     SCOPED_TRACE(overload);
     const bool wide = overload >= 2;
     CKZString s("", 3);
-    if (overload % 2 == 0) {
-      AppendCharacter(s, 'x', wide);
-    } else if (wide) {
-      s += OLESTR("x");
-    } else {
-      s += "x";
-    }
+    if (overload % 2 == 0) AppendCharacter(s, 'x', wide);
+    if (overload % 2 == 1) wide ? s += OLESTR("x") : s += "x";
     ASSERT_EQ(wide ? kWide : kMbs, FormsOf(s));
     EXPECT_EQ(length, s.Length());
     for (ULONG i = 0; i <= length; ++i) {

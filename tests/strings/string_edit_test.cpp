@@ -40,11 +40,7 @@ TEST(StringTruncateAndCut, Tables) {
       CKZString s = Make(row.text, forms);
       const CKZString sharer = shared ? s : CKZString();
       const std::uint32_t capacity = A::IsNull(s) ? 0 : A::Capacity(s);
-      if (row.left) {
-        s.TruncateLeft(row.count);
-      } else {
-        s.TruncateRight(row.count);
-      }
+      row.left ? s.TruncateLeft(row.count) : s.TruncateRight(row.count);
       if (shared && row.text != nullptr) {
         EXPECT_EQ(row.count == 0 ? 2u : 1u, A::RefCount(sharer));
       }
