@@ -46,6 +46,12 @@ inline std::u16string W(const WCHAR* text) {
 inline std::string M(const char* text) {
   return text == nullptr ? "(null)" : std::string(text);
 }
+inline std::string Narrow(const std::u16string& ascii) {
+  return std::string(ascii.begin(), ascii.end());
+}
+inline const WCHAR* U(const char16_t* text) {
+  return reinterpret_cast<const WCHAR*>(text);
+}
 
 // U+65E5 U+672C U+8A9E in the locale's bytes: UTF-8 9, code page 932 six.
 struct MultibyteSample {

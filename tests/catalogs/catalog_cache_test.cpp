@@ -6,10 +6,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <string>
-#ifndef _WIN32
-#include <dlfcn.h>
-#include <unistd.h>
-#endif
 
 #include "fixtures/test_catalog.h"
 #include "strings/internal/test_access.h"
@@ -20,30 +16,6 @@ namespace {
 
 using namespace kztest;
 using A = CKZStringTestAccess;
-
-// Catalog module files lie beside the test binary.
-std::string CatalogPath(const std::string& name) {
-#ifdef _WIN32
-  char path[MAX_PATH];
-  const std::string exe(path, GetModuleFileNameA(nullptr, path, MAX_PATH));
-  return exe.substr(0, exe.find_last_of("\\/")) + "\\" + name + ".dll";
-#else
-  char path[4096];
-  const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-  const std::string exe(path, n > 0 ? static_cast<std::size_t>(n) : 0);
-  return exe.substr(0, exe.rfind('/')) + "/lib" + name + ".so";
-#endif
-}
-
-bool CatalogModuleLoaded(const std::string& name) {
-#ifdef _WIN32
-  return GetModuleHandleA(CatalogPath(name).c_str()) != nullptr;
-#else
-  void* dl = dlopen(CatalogPath(name).c_str(), RTLD_LAZY | RTLD_NOLOAD);
-  if (dl != nullptr) dlclose(dl);
-  return dl != nullptr;
-#endif
-}
 
 const char kTestModule[] = "kz_test_catalog";
 const char kModuleB[] = "KzTestCatalogB";
@@ -180,8 +152,7 @@ TEST(CatalogOutOfMemory, EachAllocationOfAFetchFailing) {
       if (row.args == kUnformatted) hr = catalog.GetMsgEx(out, row.id, nullptr);
       if (row.args == kNumber) hr = catalog.GetMsg(out, row.id, 7);
       if (row.args == kText) {
-        hr = catalog.GetMsg(out, row.id,
-                            reinterpret_cast<const WCHAR*>(p259.c_str()));
+        hr = catalog.GetMsg(out, row.id, U(p259.c_str()));
       }
       const bool fired = InjectedFailureFired();
       SCOPED_TRACE(n);

@@ -84,8 +84,7 @@ TEST_F(CatalogFetch, Texts) {
     if (row.args == kNoArguments) hr = catalog.GetMsg(out, row.id);
     if (row.args == kNumber) hr = catalog.GetMsg(out, row.id, 7);
     if (row.args == kText) {
-      hr = catalog.GetMsg(out, row.id,
-                          reinterpret_cast<const WCHAR*>(row.text.c_str()));
+      hr = catalog.GetMsg(out, row.id, U(row.text.c_str()));
     }
     EXPECT_EQ(row.hr, hr);
     EXPECT_EQ(row.hr == S_OK ? row.expected : u"unchanged", W(out));

@@ -24,15 +24,12 @@ struct CKZErrorHandlingTestAccess {
 
 namespace {
 
+using kztest::Narrow;
 using kztest::NoInjectedFailures;
 using kztest::W;
 
 GUID TestKey(unsigned char n) {
   return GUID{0x6b7a0000u + n, 0x1234, 0x5678, {1, 2, 3, 4, 5, 6, 7, n}};
-}
-
-std::string Narrow(const std::u16string& text) {
-  return std::string(text.begin(), text.end());
 }
 
 // A client of kz_error_catalog (error_catalog.rc) recording what it is asked.

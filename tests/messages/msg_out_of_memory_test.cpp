@@ -70,10 +70,6 @@ std::array<const CKZStringBlock*, 4> Blocks(const Holders& r) {
           A::Block(r.out)};
 }
 
-std::string Narrow(const std::u16string& text) {
-  return std::string(text.begin(), text.end());
-}
-
 // Everything as text; builds the views (S_FALSE shows one was built).
 std::string Describe(Holders& r) {
   const CKZString& plain = r.plain;

@@ -11,13 +11,10 @@
 
 using A = CKZStringTestAccess;
 using kztest::M;
+using kztest::U;
 using kztest::W;
 
 namespace {
-
-const WCHAR* U(const char16_t* text) {
-  return reinterpret_cast<const WCHAR*>(text);
-}
 
 // "simple|detail"; the readers' codes must agree and go to `hr`.
 std::u16string Readings(CKZMsgString& m, HRESULT* hr = nullptr) {

@@ -5,7 +5,6 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
-#include <dlfcn.h>
 #include <memory>
 #include <stdlib.h>
 #include <string>
@@ -23,19 +22,7 @@ namespace {
 
 using namespace kztest;
 
-std::string Dir() {
-  char path[4096];
-  ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
-  std::string text(path, n > 0 ? static_cast<std::size_t>(n) : 0);
-  return text.substr(0, text.rfind('/'));
-}
-
-bool CatalogLoaded() {
-  void* handle = dlopen((Dir() + "/libkz_test_catalog.so").c_str(),
-                        RTLD_NOW | RTLD_NOLOAD);
-  if (handle != nullptr) dlclose(handle);
-  return handle != nullptr;
-}
+bool CatalogLoaded() { return CatalogModuleLoaded("kz_test_catalog"); }
 
 // File names and paths: case-sensitive, UTF-8 in any locale, '\' as '/',
 // PATH_MAX bytes at most (one more finds nothing and must not overrun). Out
@@ -62,7 +49,7 @@ TEST(PosixModule, NameFormsAndUnloading) {
               EXPECT_EQ(reference, again);
               EXPECT_TRUE(again == nullptr || FreeLibrary(again));
             }));
-  const std::string dir = Dir();
+  const std::string dir = TestBinaryDir();
   char folder[] = "/tmp/kzmoduleXXXXXX";
   ASSERT_NE(nullptr, mkdtemp(folder));
   const std::string link = std::string(folder) + "/libkz_t\xC3\xABst.so";

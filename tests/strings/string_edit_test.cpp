@@ -211,7 +211,7 @@ TEST(StringCase, Table) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(&row - rows);
-    const WCHAR* text = reinterpret_cast<const WCHAR*>(row.text);
+    const WCHAR* text = kztest::U(row.text);
     CKZString upper(text);
     upper.MakeUpperCase();
     EXPECT_EQ(mb ? row.mbUpper : row.upper, W(upper));

@@ -11,13 +11,10 @@
 
 using A = CKZStringTestAccess;
 using T = CKZStringTokenTestAccess;
+using kztest::U;
 using kztest::W;
 
 namespace {
-
-const WCHAR* U(const char16_t* text) {
-  return reinterpret_cast<const WCHAR*>(text);
-}
 
 std::u16string Tokens(const CKZStringToken& list) {
   std::u16string out;
