@@ -1,9 +1,8 @@
 // Fetching texts: load and reload, the formatter's limit, missing ids, the
-// library's own table, two languages.
+// library's own table.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <cstring>
+#include <cstdarg>
 #include <string>
 
 #include "fixtures/test_catalog.h"
@@ -156,22 +155,6 @@ TEST_F(CatalogFetch, BuiltInTable) {
       EXPECT_EQ(texts[id - 16], W(out));
     }
   }
-}
-
-// The text of the user's language (one process per locale:
-// string_table_language.*).
-TEST(PerProcessLanguage, CatalogFetch) {
-  const char* locale = std::getenv("KZ_TEST_USER_LOCALE");
-  ASSERT_NE(nullptr, locale) << "KZ_TEST_USER_LOCALE is unset: run by CTest";
-  const bool german =
-      std::strcmp(locale, "de_DE.UTF-8") == 0 || std::strcmp(locale, "de") == 0;
-  CKZCatalog catalog(TestCatalogName());
-  CKZString out;
-  EXPECT_EQ(S_OK, catalog.GetMsgEx(out, 160, nullptr));
-  EXPECT_EQ(german ? u"Deutsch 160" : u"English 160", W(out));
-  EXPECT_EQ(S_OK, catalog.GetMsgEx(out, 176, nullptr));
-  EXPECT_EQ(u"nur Deutsch 176", W(out));
-  CKZCatalog::CloseAll();
 }
 
 }  // namespace
